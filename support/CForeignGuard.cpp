@@ -1,0 +1,101 @@
+#include "support/CForeignGuard.h"
+
+#include "support/CFloatModes.h"
+#include "support/module.h"
+
+#include <immintrin.h>
+#include <malloc.h>
+#include <cstdint>
+
+namespace {
+
+using Handler = EXCEPTION_DISPOSITION(__cdecl*)(EXCEPTION_RECORD*, void*, CONTEXT*, void*);
+
+// A registration record as 32-bit Windows chains them on fs:[0], with what our handler needs behind it.
+struct FaultFrame {
+    DWORD next;
+    Handler handler;
+    void* resume[5]; // __builtin_setjmp
+    ForeignFault fault;
+};
+
+// Raised to tell a debugger something, and meant to go on: not faults.
+bool IsNotice(DWORD code) {
+    constexpr DWORD kPrint = 0x40010006;
+    constexpr DWORD kWidePrint = 0x4001000A;
+    constexpr DWORD kThreadName = 0x406D1388;
+    return code == kPrint || code == kWidePrint || code == kThreadName || code == DBG_CONTROL_C ||
+           code == DBG_CONTROL_BREAK;
+}
+
+EXCEPTION_DISPOSITION __cdecl OnException(EXCEPTION_RECORD* exception, void* establisher, CONTEXT*, void*) {
+    constexpr DWORD kUnwinding = 0x02;
+    constexpr DWORD kExitUnwind = 0x04;
+    if ((exception->ExceptionFlags & (kUnwinding | kExitUnwind)) != 0 || IsNotice(exception->ExceptionCode))
+        return ExceptionContinueSearch;
+    // In memory, and volatile: RtlUnwind gives the callee-saved registers back with other contents.
+    FaultFrame* volatile frame = static_cast<FaultFrame*>(establisher);
+    frame->fault = {exception->ExceptionCode, exception->ExceptionAddress};
+    ::RtlUnwind(frame, nullptr, exception, nullptr);
+    asm volatile("" ::: "ebx", "esi", "edi", "memory");
+    __builtin_longjmp(frame->resume, 1);
+}
+
+// A body that the compiler could inline would let it drop the frame around it.
+using Body = void (*)(void*);
+
+// The frame that a fault returns to. Apart from RunGuarded so that what must survive the jump lies in its
+// caller; all its own values are volatile for the same reason.
+__attribute__((noinline)) bool RunFramed(
+    Body bodyArgument, void* contextArgument, FaultFrame* frameArgument) {
+    Body volatile body = bodyArgument;
+    void* volatile context = contextArgument;
+    FaultFrame* volatile frame = frameArgument;
+    bool volatile returned = false;
+    frame->next = __readfsdword(0);
+    frame->handler = OnException;
+    if (__builtin_setjmp(frame->resume) == 0) {
+        __writefsdword(0, reinterpret_cast<DWORD>(frame));
+        asm volatile("" ::: "memory");
+        body(context);
+        asm volatile("" ::: "memory");
+        returned = true;
+    }
+    __writefsdword(0, frame->next);
+    return returned;
+}
+
+std::uint16_t ControlWord() {
+    std::uint16_t control = 0;
+    asm volatile("fnstcw %0" : "=m"(control));
+    return control;
+}
+
+} // namespace
+
+bool RunGuarded(Body body, void* context, ForeignFault* fault) noexcept {
+    const std::uint16_t control = ControlWord();
+    const std::uint32_t mxcsr = _mm_getcsr();
+    FaultFrame frame{};
+    const bool returned = RunFramed(body, context, &frame);
+    if (!returned) {
+        asm volatile("cld\n\tfninit\n\tfldcw %0" : : "m"(control));
+        _mm_setcsr(mxcsr);
+        if (frame.fault.code == EXCEPTION_STACK_OVERFLOW)
+            ::_resetstkoflw();
+        if (fault != nullptr)
+            *fault = frame.fault;
+        return false;
+    }
+    if (ControlWord() != control)
+        asm volatile("fnclex\n\tfldcw %0" : : "m"(control));
+    if (_mm_getcsr() != mxcsr)
+        _mm_setcsr(mxcsr);
+    return true;
+}
+
+void CForeignGuard::Condemn(const ForeignFault& fault) noexcept {
+    m_fault = fault;
+    m_faulted.store(true, std::memory_order_release);
+    PinModule();
+}
