@@ -1,0 +1,239 @@
+#include "dxhost/CDXClient.h"
+
+#include "dxhost/CDXClient_site.h"
+#include "dxhost/CDxFilterGraph.h"
+#include "support/hresult.h"
+#include "support/module.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+
+namespace {
+
+// A stream over a copy of the bytes; null when memory is short. The caller holds its one reference.
+IStream* StreamOver(const void* bytes, std::uint32_t size) {
+    const HGLOBAL memory = ::GlobalAlloc(GMEM_MOVEABLE | GMEM_SHARE, size);
+    if (memory == nullptr)
+        return nullptr;
+    IStream* stream = nullptr;
+    if (void* const content = ::GlobalLock(memory)) {
+        std::memcpy(content, bytes, size);
+        ::GlobalUnlock(memory);
+        if (SUCCEEDED(::CreateStreamOnHGlobal(memory, TRUE, &stream)))
+            return stream;
+    }
+    ::GlobalFree(memory);
+    return nullptr;
+}
+
+} // namespace
+
+CDXClient::CDXClient()
+    : m_comInitialised(::CoInitialize(nullptr)), m_comThread(::GetCurrentThreadId()),
+      m_guard(std::make_shared<CForeignGuard>()), m_site(std::make_unique<XPropertyPageSite>()) {}
+
+CDXClient::~CDXClient() {
+    CloseEditor();
+    if (m_graph != nullptr) {
+        m_graph->SetEffect(nullptr);
+        m_graph.reset();
+    }
+    m_guard->Release(m_effectFilter);
+    m_guard->Release(m_page);
+    if (Healthy()) {
+        ::CoTaskMemFree(m_pageInfo.pszTitle);
+        ::CoTaskMemFree(m_pageInfo.pszDocString);
+        ::CoTaskMemFree(m_pageInfo.pszHelpFile);
+    }
+    m_guard->Release(m_effect);
+    if (m_pageSite != nullptr)
+        m_pageSite->Release();
+    if (m_siteIdentity != nullptr)
+        m_siteIdentity->Release();
+    if (m_site->InUse()) {
+        // The page outlives its last release by us: what it still points to must stay.
+        static_cast<void>(m_site.release());
+        PinModule();
+    }
+    // On another thread it would take away a COM that this object did not bring there.
+    if (SUCCEEDED(m_comInitialised) && m_comThread == ::GetCurrentThreadId())
+        ::CoUninitialize();
+}
+
+bool CDXClient::SetDX(const GUID& clsid, const char* name, std::int32_t sampleRate, std::int32_t blockLimit) {
+    if (m_siteIdentity != nullptr)
+        return false;
+    try {
+        m_clsid = clsid;
+        m_sampleRate = sampleRate;
+        m_blockLimit = blockLimit;
+        m_name = name == nullptr ? "" : name;
+        return SUCCEEDED(m_site->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&m_siteIdentity))) &&
+               SUCCEEDED(CreateEffect(clsid)) && SUCCEEDED(CreatePage()) && SUCCEEDED(StartGraph());
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+HRESULT CDXClient::CreateEffect(const GUID& clsid) {
+    RETURN_IF_FAILED(m_guard->Call([&] {
+        return ::CoCreateInstance(
+            clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, reinterpret_cast<void**>(&m_effect));
+    }));
+    if (m_effect == nullptr)
+        return E_FAIL;
+    RETURN_IF_FAILED(m_guard->Call([&] {
+        return m_effect->QueryInterface(IID_IBaseFilter, reinterpret_cast<void**>(&m_effectFilter));
+    }));
+    return m_effectFilter == nullptr ? E_FAIL : S_OK;
+}
+
+HRESULT CDXClient::AskForPage(CLSID* page) {
+    ISpecifyPropertyPages* pages = nullptr;
+    RETURN_IF_FAILED(m_guard->Call([&] {
+        return m_effect->QueryInterface(IID_ISpecifyPropertyPages, reinterpret_cast<void**>(&pages));
+    }));
+    if (pages == nullptr)
+        return E_FAIL;
+    CAUUID list{};
+    HRESULT result = m_guard->Call([&] { return pages->GetPages(&list); });
+    m_guard->Release(pages);
+    // The list, too, is the effect's word: reading and freeing it can fault.
+    const HRESULT read = m_guard->Call([&] {
+        const bool usable = SUCCEEDED(result) && list.cElems == 1 && list.pElems != nullptr;
+        if (usable)
+            *page = list.pElems[0];
+        ::CoTaskMemFree(list.pElems);
+        return usable ? S_OK : E_FAIL;
+    });
+    return FAILED(result) ? result : read;
+}
+
+HRESULT CDXClient::CreatePage() {
+    CLSID pageClsid{};
+    RETURN_IF_FAILED(AskForPage(&pageClsid));
+    RETURN_IF_FAILED(m_site->QueryInterface(IID_IPropertyPageSite, reinterpret_cast<void**>(&m_pageSite)));
+    RETURN_IF_FAILED(m_guard->Call([&] {
+        return ::CoCreateInstance(
+            pageClsid, nullptr, CLSCTX_INPROC_SERVER, IID_IPropertyPage, reinterpret_cast<void**>(&m_page));
+    }));
+    if (m_page == nullptr)
+        return E_FAIL;
+    RETURN_IF_FAILED(m_guard->Call([&] { return m_page->SetPageSite(m_pageSite); }));
+    RETURN_IF_FAILED(m_guard->Call([&] { return m_page->SetObjects(1, &m_effect); }));
+    m_pageInfo.cb = sizeof m_pageInfo;
+    return m_guard->Call([&] { return m_page->GetPageInfo(&m_pageInfo); });
+}
+
+HRESULT CDXClient::StartGraph() {
+    HRESULT made = S_OK;
+    m_graph = std::make_unique<CDxFilterGraph>(&made, m_guard);
+    RETURN_IF_FAILED(made);
+    RETURN_IF_FAILED(m_graph->SetEffect(m_effectFilter));
+    RETURN_IF_FAILED(m_graph->SetSampleRate(m_sampleRate));
+    RETURN_IF_FAILED(m_graph->SetBlockLimit(m_blockLimit));
+    RETURN_IF_FAILED(m_graph->Pause());
+    RETURN_IF_FAILED(m_graph->Run());
+    RETURN_IF_FAILED(m_graph->SetPosition(0));
+    m_ready = true;
+    return S_OK;
+}
+
+bool CDXClient::Reconfigure(std::int32_t sampleRate, std::int32_t blockLimit) {
+    if (m_siteIdentity == nullptr || m_graph == nullptr)
+        return false;
+    if (sampleRate == m_sampleRate && blockLimit == m_blockLimit)
+        return true;
+    m_ready = false;
+    m_graph->Stop();
+    m_graph->SetEffect(nullptr);
+    m_sampleRate = sampleRate;
+    m_blockLimit = blockLimit;
+    m_ready = SUCCEEDED(m_graph->SetEffect(m_effectFilter)) &&
+              SUCCEEDED(m_graph->SetSampleRate(sampleRate)) &&
+              SUCCEEDED(m_graph->SetBlockLimit(blockLimit)) && SUCCEEDED(m_graph->Pause()) &&
+              SUCCEEDED(m_graph->Run()) && SUCCEEDED(m_graph->SetPosition(0));
+    return m_ready;
+}
+
+const float* CDXClient::FillBuffer(const float* buffer, std::uint32_t frames) {
+    if (!m_ready || frames > static_cast<std::uint32_t>(m_blockLimit))
+        return nullptr;
+    const float* data = buffer;
+    return SUCCEEDED(m_graph->Process(&data, static_cast<std::int32_t>(frames))) ? data : nullptr;
+}
+
+HRESULT CDXClient::PersistStream(IPersistStream** persist) {
+    if (m_effect == nullptr)
+        return E_FAIL;
+    RETURN_IF_FAILED(m_guard->Call(
+        [&] { return m_effect->QueryInterface(IID_IPersistStream, reinterpret_cast<void**>(persist)); }));
+    return *persist == nullptr ? E_NOINTERFACE : S_OK;
+}
+
+bool CDXClient::GetState(void** bytes, std::uint32_t* size) {
+    *bytes = nullptr;
+    *size = 0;
+    IStream* stream = nullptr;
+    if (FAILED(::CreateStreamOnHGlobal(nullptr, TRUE, &stream)))
+        return false;
+    const bool saved = SUCCEEDED(SaveTo(stream)) && CopyState(stream, bytes, size);
+    m_guard->Release(stream);
+    return saved;
+}
+
+HRESULT CDXClient::SaveTo(IStream* stream) {
+    IPersistStream* persist = nullptr;
+    RETURN_IF_FAILED(PersistStream(&persist));
+    const HRESULT saved = m_guard->Call([&] { return persist->Save(stream, TRUE); });
+    m_guard->Release(persist);
+    return saved;
+}
+
+bool CDXClient::CopyState(IStream* stream, void** bytes, std::uint32_t* size) {
+    HGLOBAL memory = nullptr;
+    if (FAILED(::GetHGlobalFromStream(stream, &memory)))
+        return false;
+    const SIZE_T length = ::GlobalSize(memory);
+    const void* const content = length == 0 ? nullptr : ::GlobalLock(memory);
+    if (content == nullptr)
+        return false;
+    *bytes = std::malloc(length);
+    if (*bytes != nullptr) {
+        std::memcpy(*bytes, content, length);
+        *size = static_cast<std::uint32_t>(length);
+    }
+    ::GlobalUnlock(memory);
+    return *bytes != nullptr;
+}
+
+bool CDXClient::SetState(const void* bytes, std::uint32_t size) {
+    IPersistStream* persist = nullptr;
+    if (bytes == nullptr || size == 0 || FAILED(PersistStream(&persist)))
+        return false;
+    IStream* stream = StreamOver(bytes, size);
+    const bool loaded = stream != nullptr && SUCCEEDED(m_guard->Call([&] { return persist->Load(stream); }));
+    m_guard->Release(stream);
+    m_guard->Release(persist);
+    return loaded;
+}
+
+void CDXClient::GetPageSize(std::int32_t* cx, std::int32_t* cy) const {
+    *cx = m_pageInfo.size.cx;
+    *cy = m_pageInfo.size.cy;
+}
+
+void CDXClient::OpenEditor(HWND parent) {
+    if (m_page == nullptr)
+        return;
+    const RECT area{0, 0, m_pageInfo.size.cx, m_pageInfo.size.cy};
+    m_guard->Call([&] { return m_page->Activate(parent, &area, FALSE); });
+    m_guard->Call([&] { return m_page->Show(SW_SHOW); });
+    ::InvalidateRect(parent, nullptr, FALSE);
+}
+
+void CDXClient::CloseEditor() {
+    if (m_page != nullptr)
+        m_guard->Call([&] { return m_page->Deactivate(); });
+}
