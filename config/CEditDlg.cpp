@@ -1,0 +1,92 @@
+#include "config/CEditDlg.h"
+
+#include "support/CForeignGuard.h"
+#include "support/module.h"
+#include "support/text.h"
+
+#include <exception>
+
+namespace {
+
+int Width(const RECT& rect) {
+    return rect.right - rect.left;
+}
+int Height(const RECT& rect) {
+    return rect.bottom - rect.top;
+}
+
+void SetTitle(HWND window, const char* title) {
+    if (title == nullptr || *title == '\0')
+        return;
+    try {
+        ::SetWindowTextW(window, AnsiToWide(title).c_str());
+    } catch (const std::exception&) {
+        // Out of memory: a window without a title serves as well.
+    }
+}
+
+// Gives `window` the client size and centres it on `parent` (screen coordinates).
+void SizeAndCentre(HWND window, HWND parent, int clientWidth, int clientHeight) {
+    RECT outer{};
+    RECT client{};
+    RECT around{};
+    ::GetWindowRect(window, &outer);
+    ::GetClientRect(window, &client);
+    ::GetWindowRect(parent, &around);
+    const int width = clientWidth + Width(outer) - Width(client);
+    const int height = clientHeight + Height(outer) - Height(client);
+    const int left = around.left + (Width(around) - width) / 2;
+    const int top = around.top + (Height(around) - height) / 2;
+    ::SetWindowPos(window, nullptr, left, top, width, height, SWP_NOZORDER | SWP_SHOWWINDOW);
+}
+
+} // namespace
+
+CEditDlg::~CEditDlg() {
+    Destroy();
+}
+
+void CEditDlg::SetOnClose(OnClose onClose, void* argument) {
+    m_onClose = onClose;
+    m_onCloseArgument = argument;
+}
+
+HWND CEditDlg::Create(HWND parent, WORD templateId, int clientWidth, int clientHeight, const char* title) {
+    if (m_window != nullptr)
+        return nullptr;
+    m_window = ::CreateDialogParamW(
+        ModuleHandle(), MAKEINTRESOURCEW(templateId), parent, DialogProc, reinterpret_cast<LPARAM>(this));
+    if (m_window == nullptr)
+        return nullptr;
+    SetTitle(m_window, title);
+    SizeAndCentre(m_window, parent, clientWidth, clientHeight);
+    return m_window;
+}
+
+void CEditDlg::Destroy() {
+    const HWND window = m_window;
+    m_window = nullptr;
+    // The page's windows hear of it while this runs.
+    if (window != nullptr && ::IsWindow(window))
+        RunGuarded([window] { ::DestroyWindow(window); });
+}
+
+void CEditDlg::CloseByUser() {
+    if (m_onClose != nullptr)
+        m_onClose(m_onCloseArgument);
+    else
+        Destroy();
+}
+
+INT_PTR CALLBACK CEditDlg::DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_INITDIALOG) {
+        ::SetWindowLongW(window, DWLP_USER, static_cast<LONG>(lParam));
+        return FALSE;
+    }
+    if (message == WM_SYSCOMMAND && wParam == SC_CLOSE) {
+        if (auto* const dialog = reinterpret_cast<CEditDlg*>(::GetWindowLongW(window, DWLP_USER)))
+            dialog->CloseByUser();
+        return TRUE;
+    }
+    return FALSE;
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <windows.h>
+
+/// The small modeless window that an effect's property page is shown in. Makes, sizes, places and closes the
+/// window; the page inside is somebody else's. Thread: the one that calls Create.
+class CEditDlg {
+public:
+    using OnClose = void (*)(void* argument);
+
+    CEditDlg() = default;
+    virtual ~CEditDlg();
+    CEditDlg(const CEditDlg&) = delete;
+    CEditDlg& operator=(const CEditDlg&) = delete;
+
+    /// What happens when the user closes the window; null: it is destroyed.
+    void SetOnClose(OnClose onClose, void* argument);
+
+    /// Makes the window, owned by `parent` and centred on it, its client area exactly clientWidth by
+    /// clientHeight pixels. title: ANSI code page, may be null. Returns null when there is a window already
+    /// or none can be made.
+    HWND Create(HWND parent, WORD templateId, int clientWidth, int clientHeight, const char* title);
+    /// Destroys the window if it is still there and forgets it. A fault of the page in it goes no further.
+    void Destroy();
+
+    HWND Window() const { return m_window; }
+
+private:
+    static INT_PTR CALLBACK DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    void CloseByUser();
+
+    HWND m_window = nullptr;
+    OnClose m_onClose = nullptr;
+    void* m_onCloseArgument = nullptr;
+};

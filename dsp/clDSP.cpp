@@ -1,0 +1,168 @@
+#include "dsp/clDSP.h"
+
+#include "config/CNoSettingsForm.h"
+#include "dsp/trace_log.h"
+#include "dxhost/CDXClient.h"
+#include "resources/resource.h"
+#include "support/text.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <exception>
+
+namespace {
+
+constexpr DWORD kPanelSampleRate = 44100;
+constexpr std::int32_t kSettingsGrowBytes = 1024;
+
+struct FreeMalloc {
+    void operator()(void* memory) const { std::free(memory); }
+};
+template <typename T>
+using CMalloced = std::unique_ptr<T, FreeMalloc>;
+
+} // namespace
+
+clDSP::clDSP(const DSPHostContext* context, std::unique_ptr<ISettingsForm> form)
+    : m_form(form != nullptr ? std::move(form) : std::make_unique<CNoSettingsForm>()),
+      m_output(kSettingsGrowBytes) {
+    if (context != nullptr)
+        m_context = *context;
+    m_editor.SetOnClose([](void* instance) { static_cast<clDSP*>(instance)->CloseEditor(); }, this);
+    m_lock.Create();
+}
+
+clDSP::~clDSP() {
+    m_lock.Lock(); // a call on another thread finishes first
+    m_editor.SetOnClose(nullptr, nullptr);
+    CloseEditor();
+    m_client.reset();
+    m_lock.Unlock();
+}
+
+DWORD clDSP::Set(const wchar_t* key, const wchar_t*) {
+    Trace(key, this, "clDSP::Set", true, nullptr);
+    return 0;
+}
+
+DWORD clDSP::Get(const wchar_t* key, void*) {
+    Trace(key, this, "clDSP::Get", true, nullptr);
+    return key != nullptr && std::wcscmp(key, L"IsLive") == 0 ? 1 : 0;
+}
+
+DWORD clDSP::PassNonLive() {
+    TraceEntry(this, "clDSP::PassNonLive");
+    TraceExit(this, "clDSP::PassNonLive");
+    return 1;
+}
+
+DWORD clDSP::EndConversion() {
+    TraceEntry(this, "clDSP::EndConversion");
+    TraceExit(this, "clDSP::EndConversion");
+    return 1;
+}
+
+DWORD clDSP::AfterConversion() {
+    TraceEntry(this, "clDSP::AfterConversion");
+    TraceExit(this, "clDSP::AfterConversion");
+    return 1;
+}
+
+HWND clDSP::ShowConfigBit(HWND parent, int x, int y, const wchar_t* settings) {
+    TraceEntry(this, "clDSP::ShowConfigBit");
+    CMemBuff decoded(kSettingsGrowBytes);
+    if (decoded.FromSettingsString(settings)) {
+        ConnectDecoded(decoded, kPanelSampleRate);
+        if (m_client == nullptr)
+            LogError(L"Error: Connect to DirectX PlugIn", this, "clDSP::ShowConfigBit");
+    }
+    const HWND panel = m_form->Create(parent, x, y);
+    TraceExit(this, "clDSP::ShowConfigBit");
+    return panel;
+}
+
+const wchar_t* clDSP::RemoveConfigBit(int code) {
+    if (code == DSP_CODE_STORED_SETTINGS)
+        return m_settingsText.c_str();
+    TraceEntry(this, "clDSP::RemoveConfigBit");
+    m_form->Close();
+    m_settingsText.clear();
+    {
+        const CLockObj lock(&m_lock);
+        if (m_client != nullptr && !EncodeSettings())
+            m_settingsText.clear();
+    }
+    TraceExit(this, "clDSP::RemoveConfigBit");
+    return m_settingsText.c_str();
+}
+
+bool clDSP::EncodeSettings() {
+    void* state = nullptr;
+    std::uint32_t size = 0;
+    m_client->GetState(&state, &size); // without a state the text carries none
+    const CMalloced<void> owner(state);
+    const wchar_t terminator = L'\0';
+    CMemBuff hex(kSettingsGrowBytes);
+    if (size > INT32_MAX || !hex.WriteHex(&m_client->Clsid(), sizeof(GUID)) ||
+        !hex.WriteHex(&size, sizeof size) || !hex.WriteHex(state, static_cast<std::int32_t>(size)) ||
+        !hex.Append(&terminator, sizeof terminator))
+        return false;
+    try {
+        m_settingsText = AnsiToWide(m_client->Name()) + L"=X" + reinterpret_cast<const wchar_t*>(hex.Data());
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+void clDSP::ConnectDecoded(CMemBuff& decoded, DWORD sampleRate) {
+    char* text = nullptr;
+    if (!decoded.ReadString(&text))
+        return;
+    const CMalloced<char> name(text);
+    GUID clsid{};
+    std::uint32_t size = 0;
+    if (!decoded.Read(&clsid, sizeof clsid) || !decoded.Read(&size, sizeof size) ||
+        size > static_cast<std::uint32_t>(decoded.BytesLeft()))
+        return;
+    const CMalloced<void> state(size == 0 ? nullptr : std::malloc(size));
+    if (size != 0 && (state == nullptr || !decoded.Read(state.get(), static_cast<std::int32_t>(size))))
+        return;
+    const CLockObj lock(&m_lock);
+    if (ConnectDX(clsid, name.get(), sampleRate, 0) == 1 && size != 0 && m_client != nullptr)
+        m_client->SetState(state.get(), size);
+}
+
+DWORD clDSP::OpenEditor() {
+    const CLockObj lock(&m_lock);
+    if (m_client == nullptr)
+        return 0;
+    if (ShowPage())
+        return 1;
+    CloseEditor();
+    return 0;
+}
+
+bool clDSP::ShowPage() {
+    std::int32_t cx = 0;
+    std::int32_t cy = 0;
+    m_client->GetPageSize(&cx, &cy);
+    const HWND window = m_editor.Create(m_form->Window(), IDD_EDITOR, cx, cy, m_client->Name());
+    if (window == nullptr)
+        return false;
+    m_client->OpenEditor(window);
+    return true;
+}
+
+void clDSP::CloseEditor() {
+    if (m_client == nullptr)
+        return;
+    m_client->CloseEditor();
+    m_editor.Destroy();
+    m_form->UncheckEditorButton();
+}
+
+void clDSP::DeleteClient() {
+    m_client.reset();
+}

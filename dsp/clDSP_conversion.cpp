@@ -1,0 +1,179 @@
+// How a conversion runs: connecting the effect, the blocks, the tail.
+
+#include "dsp/clDSP.h"
+#include "dsp/trace_log.h"
+#include "dxhost/CDXClient.h"
+#include "support/CForeignGuard.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <new>
+
+namespace {
+
+constexpr std::uint32_t kPieceFrames = CFmtConverter::kScratchFrames;
+constexpr std::uint32_t kLongestTailMs = 10000;
+constexpr float kSilence = 0.0004f; // largest magnitude that counts as silent
+constexpr std::int32_t kSettingsGrowBytes = 1024;
+constexpr std::uint32_t kTailGrowFrames = 2048;
+
+bool IsSilent(const float* data, std::uint32_t frames) {
+    if (frames == 0)
+        return false;
+    for (std::uint32_t i = 0; i < frames * 2; ++i)
+        if (!(std::fabs(data[i]) <= kSilence))
+            return false;
+    return true;
+}
+
+} // namespace
+
+DWORD clDSP::ConnectDX(GUID clsid, const char* name, DWORD sampleRate, DWORD openEditor) {
+    TraceEntry(this, "clDSP::ConnectDX");
+    const CLockObj lock(&m_lock);
+    CloseEditor();
+    DeleteClient();
+    if (clsid == GUID{})
+        return 1;
+    try {
+        m_client = std::make_unique<CDXClient>();
+    } catch (const std::bad_alloc&) {
+        LogError(L"Error: new CDXClient", this, "clDSP::ConnectDX");
+        return 0;
+    }
+    if (!m_client->SetDX(clsid, name, static_cast<std::int32_t>(sampleRate), kPieceFrames)) {
+        DeleteClient();
+        LogError(L"Error: CDXClient::SetDX", this, "clDSP::ConnectDX");
+        return 0;
+    }
+    if (openEditor != 0 && !ShowPage()) {
+        CloseEditor();
+        DeleteClient();
+        LogError(L"Error: CDXClient::OpenEditor", this, "clDSP::ConnectDX");
+        return 0;
+    }
+    TraceExit(this, "clDSP::ConnectDX");
+    return 1;
+}
+
+DWORD clDSP::BeginConversion(const DSPConversionInfo* info, const wchar_t* settings) {
+    TraceEntry(this, "clDSP::BeginConversion");
+    const CLockObj lock(&m_lock);
+    CAudioFormat format;
+    const bool formatGiven = info != nullptr && format.Assign(info->pFormat);
+    CMemBuff decoded(kSettingsGrowBytes);
+    if (decoded.FromSettingsString(settings)) {
+        ConnectDecoded(decoded, format.SamplesPerSec());
+        if (m_client == nullptr) {
+            LogError(L"Error: Connect to DirectX PlugIn", this, "clDSP::BeginConversion");
+            return 0;
+        }
+    }
+    if (m_client != nullptr &&
+        (!formatGiven || format.Channels() == 0 ||
+            m_converter.Init(format.EffectiveTag(), format.BitsPerSample(), format.Channels()) == 0)) {
+        DeleteClient();
+        LogError(L"Error: Unsupported audio format", this, "clDSP::BeginConversion");
+        return 0;
+    }
+    TraceExit(this, "clDSP::BeginConversion");
+    return 1;
+}
+
+DWORD clDSP::PassAudioBlock(DSPAudioBlock* block) {
+    const CLockObj lock(&m_lock);
+    if (block == nullptr)
+        return 0;
+    if (m_client == nullptr || !m_converter.IsFitted() || m_converter.frameBytes == 0)
+        return 1;
+    const auto bytes = static_cast<std::uint32_t>(std::max<INT32>(block->nBytes, 0));
+    if (block->pData == nullptr && bytes != 0)
+        return 0;
+    if (!ProcessFrames(block->pData, bytes / m_converter.frameBytes))
+        return 0;
+    if (block->bLastBlock == 0)
+        return 1;
+    CAudioFormat format;
+    format.Assign(&block->wfx.ex, sizeof block->wfx);
+    CMemBuff tail(static_cast<std::int32_t>(m_converter.frameBytes * kTailGrowFrames));
+    if (!FlushTail(format, tail))
+        return 0;
+    if (tail.Size() != 0)
+        AppendTail(block, format, tail);
+    return 1;
+}
+
+// The host's memory is the host's word: a block that is not there, or not so long, fails the call.
+bool clDSP::Convert(FmtRoutine routine, std::uint8_t** cursor, std::uint32_t frames, float* stereo) {
+    return RunGuarded([&] { routine(cursor, frames, stereo, m_converter.channels); });
+}
+
+bool clDSP::ProcessFrames(BYTE* data, std::uint32_t frames) {
+    std::uint8_t* reading = data;
+    std::uint8_t* writing = data;
+    while (frames > 0) {
+        const std::uint32_t count = std::min(frames, kPieceFrames);
+        if (!Convert(m_converter.toFloat, &reading, count, m_converter.scratch))
+            return false;
+        const float* const processed = m_client->FillBuffer(m_converter.scratch, count);
+        if (processed == nullptr) {
+            LogError(L"Error: CDXClient::FillBuffer", this, "clDSP::PassAudioBlock");
+            return false;
+        }
+        if (!Convert(m_converter.fromFloat, &writing, count, const_cast<float*>(processed)))
+            return false;
+        frames -= count;
+    }
+    return true;
+}
+
+bool clDSP::FlushTail(const CAudioFormat& format, CMemBuff& tail) {
+    const std::size_t chunkBytes = std::size_t{m_converter.frameBytes} * kPieceFrames;
+    const std::unique_ptr<std::uint8_t, decltype(&std::free)> chunk(
+        static_cast<std::uint8_t*>(std::malloc(chunkBytes)), &std::free);
+    if (chunk == nullptr)
+        return true;
+    const int silenceByte = format.BitsPerSample() == 8 ? 0x80 : 0;
+    const std::uint64_t mostChunks = format.BytesFor(kLongestTailMs) / m_converter.frameBytes / kPieceFrames;
+    m_converter.ClearScratch();
+    for (std::uint64_t i = 0; i < mostChunks; ++i) {
+        const float* const processed = m_client->FillBuffer(m_converter.scratch, kPieceFrames);
+        if (processed == nullptr) {
+            LogError(L"Error: CDXClient::FillBuffer", this, "clDSP::PassAudioBlock");
+            return false;
+        }
+        bool silent = false;
+        if (!RunGuarded([&] { silent = IsSilent(processed, kPieceFrames); }))
+            return false;
+        if (silent)
+            return true;
+        std::memset(chunk.get(), silenceByte, chunkBytes);
+        std::uint8_t* cursor = chunk.get();
+        if (!Convert(m_converter.fromFloat, &cursor, kPieceFrames, const_cast<float*>(processed)))
+            return false;
+        if (!tail.Append(chunk.get(), static_cast<std::int32_t>(chunkBytes)))
+            return true;
+    }
+    return true;
+}
+
+bool clDSP::AppendTail(DSPAudioBlock* block, const CAudioFormat& format, const CMemBuff& tail) {
+    const std::int32_t blockBytes = std::max<INT32>(block->nBytes, 0);
+    if (tail.Size() > INT32_MAX - blockBytes)
+        return false;
+    const bool alreadyOurs = block->pData == m_output.Data();
+    if (!m_output.SetSize(blockBytes + tail.Size()))
+        return false;
+    if (!alreadyOurs && block->pData != nullptr && blockBytes > 0 && !RunGuarded([&] {
+            std::memcpy(m_output.Data(), block->pData, static_cast<std::size_t>(blockBytes));
+        }))
+        return false;
+    std::memcpy(m_output.Data() + blockBytes, tail.Data(), static_cast<std::size_t>(tail.Size()));
+    block->pData = m_output.Data();
+    block->nBytes = m_output.Size();
+    block->nDurationMs = format.DurationMs(static_cast<std::uint64_t>(m_output.Size()));
+    return true;
+}

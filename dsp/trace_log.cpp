@@ -1,0 +1,121 @@
+#include "dsp/trace_log.h"
+
+#include "dsp/clDSP.h"
+#include "support/handles.h"
+#include "support/text.h"
+
+#include <cwchar>
+#include <exception>
+#include <string>
+
+namespace {
+
+constexpr wchar_t kEntryMark[] = L"->->";
+constexpr wchar_t kExitMark[] = L"<-<-";
+constexpr std::size_t kIndentUnits = 2;
+
+struct LogState {
+    CKernelHandle mutex{::CreateMutexW(nullptr, FALSE, nullptr)};
+    std::wstring indentation;
+    bool lastLineEnded = true;
+};
+
+LogState g_log; // from library load to unload
+
+class CLogLock {
+public:
+    CLogLock() {
+        if (g_log.mutex)
+            ::WaitForSingleObject(g_log.mutex.Get(), INFINITE);
+    }
+    ~CLogLock() {
+        if (g_log.mutex)
+            ::ReleaseMutex(g_log.mutex.Get());
+    }
+    CLogLock(const CLogLock&) = delete;
+    CLogLock& operator=(const CLogLock&) = delete;
+};
+
+bool BeginsWith(const wchar_t* text, const wchar_t* mark) {
+    return std::wcsncmp(text, mark, std::wcslen(mark)) == 0;
+}
+
+std::wstring BuildLine(
+    const std::wstring& prefix, const wchar_t* message, const char* function, bool endLine) {
+    std::wstring line = prefix + message;
+    if (endLine) {
+        if (function != nullptr)
+            line += L"  [" + AnsiToWide(function) + L"]";
+        line += L"\r\n";
+    }
+    return line;
+}
+
+void WriteUnits(HANDLE file, const std::wstring& text) {
+    if (file == nullptr || file == INVALID_HANDLE_VALUE || text.empty())
+        return;
+    DWORD written = 0;
+    ::WriteFile(file, text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)), &written, nullptr);
+}
+
+void LogMarked(
+    const wchar_t* message, const clDSP* instance, const char* function, const wchar_t* prefix, HANDLE file) {
+    Trace(message, instance, function, true, prefix);
+    try {
+        WriteUnits(file, BuildLine({}, message == nullptr ? L"" : message, function, true));
+    } catch (const std::exception&) {
+        // Out of memory: the line is lost, the call goes on.
+    }
+}
+
+} // namespace
+
+void WriteText(HANDLE file, const wchar_t* text) {
+    try {
+        WriteUnits(file, text == nullptr ? L"" : text);
+    } catch (const std::exception&) {
+        // As above.
+    }
+}
+
+void Trace(const wchar_t* message, const clDSP* instance, const char* function, bool endLine,
+    const wchar_t* prefix) {
+    if (message == nullptr)
+        message = L"";
+    const CLogLock lock;
+    try {
+        std::wstring& indentation = g_log.indentation;
+        if (BeginsWith(message, kExitMark))
+            indentation.resize(indentation.size() - std::min(indentation.size(), kIndentUnits));
+        std::wstring start;
+        if (prefix != nullptr)
+            start = prefix;
+        else if (g_log.lastLineEnded)
+            start = indentation;
+        if (instance != nullptr)
+            WriteUnits(instance->HostContext().hTraceLog, BuildLine(start, message, function, endLine));
+        if (BeginsWith(message, kEntryMark))
+            indentation.append(kIndentUnits, L' ');
+        g_log.lastLineEnded = endLine;
+    } catch (const std::exception&) {
+        // As above.
+    }
+}
+
+void LogError(const wchar_t* message, const clDSP* instance, const char* function) {
+    const HANDLE file = instance == nullptr ? nullptr : instance->HostContext().hErrorLog;
+    LogMarked(message, instance, function, L"*** Error: ", file);
+}
+
+void LogInformation(const wchar_t* message, const clDSP* instance, const char* function) {
+    const HANDLE file = instance == nullptr ? nullptr : instance->HostContext().hInfoLog;
+    LogMarked(message, instance, function, L"*** Information: ", file);
+}
+
+void TraceEntry(const clDSP* instance, const char* function) {
+    Trace(kEntryMark, instance, function, true, nullptr);
+}
+
+void TraceExit(const clDSP* instance, const char* function) {
+    Trace(kExitMark, instance, function, true, nullptr);
+}
