@@ -1,0 +1,253 @@
+#include "dxhost/CDxFilterGraph.h"
+
+#include "tests/effects/CTestEffects.h"
+
+#include <doctest/doctest.h>
+#include <wrl/client.h>
+#include <mmreg.h>
+#include <algorithm>
+#include <memory>
+#include <numeric>
+#include <vector>
+
+using Microsoft::WRL::ComPtr;
+
+namespace {
+
+struct Com {
+    Com() { ::CoInitialize(nullptr); }
+    ~Com() { ::CoUninitialize(); }
+};
+
+// A graph around the test effect, running unless the plan keeps it from that.
+struct Rig {
+    Com com;
+    CTestEffects effects;
+    ComPtr<IBaseFilter> effect;
+    HRESULT made = E_FAIL;
+    std::unique_ptr<CDxFilterGraph> graph;
+
+    HRESULT Start(std::int32_t rate = 44100, std::int32_t limit = 512) {
+        ::CoCreateInstance(CLSID_TestEffect, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
+            reinterpret_cast<void**>(effect.ReleaseAndGetAddressOf()));
+        graph = std::make_unique<CDxFilterGraph>(&made);
+        HRESULT result = graph->SetSampleRate(rate);
+        if (SUCCEEDED(result))
+            result = graph->SetBlockLimit(limit);
+        if (SUCCEEDED(result))
+            result = graph->SetEffect(effect.Get());
+        if (SUCCEEDED(result))
+            result = graph->Pause();
+        return SUCCEEDED(result) ? graph->Run() : result;
+    }
+    HRESULT Process(const std::vector<float>& in, const float** out) {
+        *out = in.data();
+        return graph->Process(out, static_cast<std::int32_t>(in.size() / 2));
+    }
+    const TestEffectBlock& Block(std::uint32_t n) { return effects.Record().lastBlocks[n % 64]; }
+};
+
+std::vector<float> Ramp(std::size_t frames, float start = 1) {
+    std::vector<float> data(frames * 2);
+    std::iota(data.begin(), data.end(), start);
+    return data;
+}
+
+} // namespace
+
+TEST_CASE(
+    "each common kind of effect passes its blocks through, bit for bit, and leaves no reference behind") {
+    struct Kind {
+        std::string name;
+        void (*plan)(TestEffectPlan&);
+    };
+    const Kind kinds[] = {
+        {"copying, in the downstream pin's samples", [](TestEffectPlan&) {}},
+        {"copying, in samples of its own", [](TestEffectPlan& plan) { plan.ownAllocator = true; }},
+        {"in place", [](TestEffectPlan& plan) { plan.inPlace = true; }},
+        {"in place, asks to reconnect its input",
+            [](TestEffectPlan& plan) { plan.inPlace = plan.reconnects = true; }},
+        {"changes cbSize and sample size of its output type",
+            [](TestEffectPlan& plan) { plan.changesType = true; }},
+    };
+    for (const Kind& kind : kinds) {
+        CAPTURE(kind.name);
+        Rig rig;
+        kind.plan(rig.effects.Plan());
+        REQUIRE(rig.Start() == S_OK);
+        for (const std::size_t frames : {1u, 511u, 512u, 7u, 512u}) {
+            CAPTURE(frames);
+            const std::vector<float> in = Ramp(frames, static_cast<float>(frames));
+            const float* out = nullptr;
+            REQUIRE(rig.Process(in, &out) == S_OK);
+            CHECK(out != in.data());
+            CHECK(std::equal(in.begin(), in.end(), out));
+        }
+        rig.graph.reset();
+        rig.effect->AddRef();
+        CHECK(rig.effect->Release() == 1);
+        rig.effect.Reset();
+        CHECK(rig.effects.Record().liveObjects == 0);
+    }
+}
+
+TEST_CASE("blocks from 1 frame to the block limit are taken, others refused") {
+    Rig rig;
+    REQUIRE(rig.Start() == S_OK);
+    const std::vector<float> in = Ramp(1024);
+    struct Row {
+        std::int32_t frames;
+        HRESULT result;
+    };
+    const Row rows[] = {{0, E_INVALIDARG}, {-1, E_INVALIDARG}, {1, S_OK}, {512, S_OK}, {513, E_INVALIDARG}};
+    for (const Row& row : rows) {
+        CAPTURE(row.frames);
+        const float* data = in.data();
+        CHECK(rig.graph->Process(&data, row.frames) == row.result);
+    }
+}
+
+TEST_CASE("start times advance by the frames delivered and only first blocks are discontinuities") {
+    Rig rig;
+    REQUIRE(rig.Start(44100, 441) == S_OK);
+    const std::vector<float> in = Ramp(441);
+    const float* out = nullptr;
+    for (int i = 0; i < 3; ++i)
+        REQUIRE(rig.Process(in, &out) == S_OK);
+    rig.graph->SetPosition(1000);
+    REQUIRE(rig.Process(in, &out) == S_OK);
+    REQUIRE(rig.graph->Run() == S_OK);
+    REQUIRE(rig.Process(in, &out) == S_OK);
+    const std::int64_t starts[] = {
+        0, 100'000, 200'000, 1000 * 10'000'000LL / 44100, 1441 * 10'000'000LL / 44100};
+    const bool discontinuities[] = {true, false, false, true, true};
+    for (std::uint32_t i = 0; i < 5; ++i) {
+        CAPTURE(i);
+        CHECK(rig.Block(i).start == starts[i]);
+        CHECK(rig.Block(i).discontinuity == discontinuities[i]);
+        CHECK_FALSE(rig.Block(i).hasEnd);
+    }
+}
+
+TEST_CASE("a block without data is silent") {
+    Rig rig;
+    REQUIRE(rig.Start() == S_OK);
+    const float* out = nullptr;
+    REQUIRE(rig.Process(Ramp(512), &out) == S_OK);
+    REQUIRE(rig.Process(Ramp(512), &out) == S_OK);
+    out = nullptr;
+    REQUIRE(rig.graph->Process(&out, 512) == S_OK);
+    CHECK(std::count(out, out + 1024, 0.0f) == 1024);
+}
+
+TEST_CASE("an effect that connects its output in mono only is used in mono") {
+    for (const bool ownAllocator : {false, true}) {
+        CAPTURE(ownAllocator);
+        Rig rig;
+        rig.effects.Plan().monoOutput = true;
+        rig.effects.Plan().ownAllocator = ownAllocator; // whose samples hold half of what stereo needs
+        REQUIRE(rig.Start() == S_OK);
+        const std::vector<float> in = Ramp(512);
+        const float* out = nullptr;
+        REQUIRE(rig.Process(in, &out) == S_OK);
+        bool left = true;
+        for (std::size_t i = 0; i < 512; ++i)
+            left = left && out[i] == in[2 * i];
+        CHECK(left);
+        volatile float readable = out[1023];
+        static_cast<void>(readable);
+    }
+}
+
+TEST_CASE("an effect that does not give back the block's frames fails that block only") {
+    struct Row {
+        std::string name;
+        Frames frames;
+        HRESULT result;
+    };
+    const Row rows[] = {{"a frame less", Frames::Fewer, E_FAIL}, {"nothing", Frames::None, E_FAIL},
+        {"the block twice", Frames::Twice, S_OK}};
+    for (const Row& row : rows) {
+        CAPTURE(row.name);
+        Rig rig;
+        rig.effects.Plan().frames = row.frames;
+        rig.effects.Plan().oddBlock = 2;
+        REQUIRE(rig.Start() == S_OK);
+        const float* out = nullptr;
+        CHECK(rig.Process(Ramp(512, 1), &out) == S_OK);
+        CHECK(rig.Process(Ramp(512, 2), &out) == S_OK);
+        CHECK(rig.Process(Ramp(512, 3), &out) == row.result);
+        rig.effects.Plan().frames = Frames::Same;
+        CHECK(rig.Process(Ramp(512, 4), &out) == S_OK);
+        CHECK(out[0] == 4);
+    }
+}
+
+TEST_CASE("rate and limit below 1 are refused and a change rebuilds the graph for them") {
+    Rig rig;
+    REQUIRE(rig.Start() == S_OK);
+    CHECK(rig.graph->SetSampleRate(0) == E_INVALIDARG);
+    CHECK(rig.graph->SetBlockLimit(-5) == E_INVALIDARG);
+    const int connected = rig.effects.Calls(Place::ReceiveConnection);
+    CHECK(rig.graph->SetSampleRate(44100) == S_OK);
+    CHECK(rig.graph->SetBlockLimit(512) == S_OK);
+    CHECK(rig.effects.Calls(Place::ReceiveConnection) == connected);
+    CHECK(rig.graph->SetSampleRate(192000) == S_OK);
+    CHECK(rig.effects.Calls(Place::ReceiveConnection) > connected);
+    REQUIRE(rig.graph->Pause() == S_OK);
+    REQUIRE(rig.graph->Run() == S_OK);
+    const float* out = nullptr;
+    CHECK(rig.Process(Ramp(512), &out) == S_OK);
+    AM_MEDIA_TYPE type{};
+    ComPtr<IPin> pin;
+    REQUIRE(rig.effect->FindPin(L"In", &pin) == S_OK);
+    REQUIRE(pin->ConnectionMediaType(&type) == S_OK);
+    const auto* format = reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
+    CHECK(type.subtype == MEDIASUBTYPE_PCM);
+    CHECK(type.bFixedSizeSamples);
+    CHECK(type.lSampleSize == 8);
+    CHECK(format->wFormatTag == WAVE_FORMAT_IEEE_FLOAT);
+    CHECK(format->nSamplesPerSec == 192000);
+    CHECK(format->nAvgBytesPerSec == 192000 * 8);
+    CMediaType::FreeRecord(type);
+}
+
+TEST_CASE("a graph without an effect, or whose build failed, processes nothing and takes the next effect") {
+    struct Row {
+        Place place;
+        std::string name;
+    };
+    const Row rows[] = {{Place::ReceiveConnection, "input"}, {Place::OutputConnect, "output"},
+        {Place::NotifyAllocator, "allocator"}, {Place::EnumPins, "pins"}};
+    for (const Row& row : rows) {
+        CAPTURE(row.name);
+        Rig rig;
+        rig.effects.Plan().place = row.place;
+        rig.effects.Plan().fault = Fault::Fail;
+        if (row.place == Place::OutputConnect) // stereo and mono
+            rig.effects.Plan().monoOutput = true;
+        const HRESULT started = rig.Start();
+        if (row.place == Place::OutputConnect) {
+            CHECK(started == S_OK); // refused in stereo, taken in mono
+            continue;
+        }
+        CHECK(started == E_FAIL);
+        const float* out = nullptr;
+        CHECK(rig.Process(Ramp(512), &out) == E_FAIL);
+        rig.effects.Reset();
+        CHECK(rig.graph->SetEffect(nullptr) == S_OK);
+        CHECK(rig.graph->SetEffect(rig.effect.Get()) == S_OK);
+        CHECK(rig.graph->Run() == S_OK);
+        CHECK(rig.Process(Ramp(512), &out) == S_OK);
+    }
+}
+
+TEST_CASE("a dropped output leaves the sample to the effect") {
+    Rig rig;
+    REQUIRE(rig.Start() == S_OK);
+    const float* out = nullptr;
+    REQUIRE(rig.Process(Ramp(512), &out) == S_OK);
+    CHECK(rig.graph->ReleaseOutput() == S_OK);
+    CHECK(rig.graph->ReleaseOutput() == S_OK);
+    CHECK(rig.Process(Ramp(512), &out) == S_OK);
+}

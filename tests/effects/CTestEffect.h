@@ -1,0 +1,96 @@
+#pragma once
+
+#include "dxhost/base/CBaseFilter.h"
+#include "dxhost/base/CBaseInputPin.h"
+#include "dxhost/base/CBaseOutputPin.h"
+#include "tests/effects/test_effect.h"
+
+#include <ocidl.h>
+#include <memory>
+#include <vector>
+
+class CTestEffect;
+
+class CTestInputPin : public CBaseInputPin {
+public:
+    explicit CTestInputPin(CTestEffect& effect);
+
+    HRESULT CheckMediaType(const AM_MEDIA_TYPE* type) override;
+    STDMETHODIMP QueryPinInfo(PIN_INFO* info) override;
+    STDMETHODIMP ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) override;
+    STDMETHODIMP Disconnect() override;
+    STDMETHODIMP GetAllocator(IMemAllocator** allocator) override;
+    STDMETHODIMP NotifyAllocator(IMemAllocator* allocator, BOOL readOnly) override;
+    STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES* wishes) override;
+    STDMETHODIMP Receive(IMediaSample* sample) override;
+
+    IMemAllocator* Announced() const { return Allocator(); }
+
+private:
+    CTestEffect& m_effect;
+};
+
+class CTestOutputPin : public CBaseOutputPin {
+public:
+    explicit CTestOutputPin(CTestEffect& effect);
+
+    HRESULT CheckMediaType(const AM_MEDIA_TYPE* type) override;
+    STDMETHODIMP Connect(IPin* peer, const AM_MEDIA_TYPE* type) override;
+    HRESULT CompleteConnect(IPin* peer) override;
+    HRESULT DecideAllocator(IMemInputPin* input, IMemAllocator** allocator) override;
+    HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override;
+
+    IMemInputPin* Downstream() const { return InputPin(); }
+
+private:
+    CTestEffect& m_effect;
+};
+
+/// A transform filter as the plan wants it: in place, copying, in mono, delaying, changing the number of
+/// frames, breaking at the planned place.
+class CTestEffect : public CBaseFilter, public ISpecifyPropertyPages, public IPersistStream {
+public:
+    CTestEffect();
+    ~CTestEffect() override;
+
+    int GetPinCount() override { return 2; }
+    CBasePin* GetPin(int n) override;
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+        return CBaseFilter::QueryInterface(iid, out);
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return CBaseFilter::AddRef(); }
+    STDMETHODIMP_(ULONG) Release() override;
+    STDMETHODIMP GetClassID(CLSID* clsid) override { return CBaseFilter::GetClassID(clsid); }
+
+    STDMETHODIMP EnumPins(IEnumPins** pins) override;
+    STDMETHODIMP JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override;
+    STDMETHODIMP SetSyncSource(IReferenceClock* clock) override;
+    STDMETHODIMP Pause() override;
+    STDMETHODIMP Run(REFERENCE_TIME start) override;
+    STDMETHODIMP Stop() override;
+
+    STDMETHODIMP GetPages(CAUUID* pages) override;
+
+    STDMETHODIMP IsDirty() override { return S_FALSE; }
+    STDMETHODIMP Load(IStream* stream) override;
+    STDMETHODIMP Save(IStream* stream, BOOL clearDirty) override;
+    STDMETHODIMP GetSizeMax(ULARGE_INTEGER*) override { return E_NOTIMPL; }
+
+    CTestInputPin& Input() { return m_input; }
+    CTestOutputPin& Output() { return m_output; }
+    HRESULT Transform(IMediaSample* sample);
+
+protected:
+    HRESULT QueryFurther(REFIID iid, void** out) override;
+
+private:
+    HRESULT Deliver(IMediaSample* input, IMediaSample* output, std::uint32_t frames);
+    void Process(const float* in, float* out, std::uint32_t frames, std::uint32_t outChannels);
+    void Note(IMediaSample* sample, std::uint32_t frames, const float* data);
+
+    CTestInputPin m_input{*this};
+    CTestOutputPin m_output{*this};
+    std::vector<float> m_line; // delay * 2 floats
+    std::size_t m_linePos = 0;
+};

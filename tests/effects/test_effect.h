@@ -1,0 +1,113 @@
+#pragma once
+
+#include <windows.h>
+#include <array>
+#include <cstdint>
+
+/// The effect that tests shape: one class with one page class in test_effects.dll. What it is and where it
+/// breaks is read from a plan that the test program shares with the DLL in its own process.
+
+// {5B0B1B52-3C0E-4C53-9C2B-6C1E1D1A7F10} and ...11
+inline constexpr GUID CLSID_TestEffect = {
+    0x5B0B1B52, 0x3C0E, 0x4C53, {0x9C, 0x2B, 0x6C, 0x1E, 0x1D, 0x1A, 0x7F, 0x10}};
+inline constexpr GUID CLSID_TestPage = {
+    0x5B0B1B52, 0x3C0E, 0x4C53, {0x9C, 0x2B, 0x6C, 0x1E, 0x1D, 0x1A, 0x7F, 0x11}};
+
+/// Each call that enters the effect or its page.
+enum class Place : int {
+    None,
+    GetClassObject,
+    CreateEffect,
+    QueryBaseFilter,
+    QueryPages,
+    GetPages,
+    CreatePage,
+    SetPageSite,
+    SetObjects,
+    GetPageInfo,
+    JoinGraph,
+    SetSyncSource,
+    EnumPins,
+    NextPin,
+    QueryPinInfo,
+    ReceiveConnection,
+    InputRequirements,
+    InputGetAllocator,
+    NotifyAllocator,
+    OutputConnect,
+    Pause,
+    Run,
+    QueryPersist,
+    Load,
+    Save,
+    Receive,
+    ReceiveAfterDelivery,
+    Activate,
+    Show,
+    Deactivate,
+    Stop,
+    Disconnect,
+    LeaveGraph,
+    LastPageRelease,
+    LastEffectRelease,
+    Count
+};
+
+enum class Fault : int {
+    None,
+    Fail, ///< returns E_FAIL
+    ReadViolation,
+    WriteViolation,
+    ExecuteViolation,
+    IntegerDivide,
+    IllegalInstruction,
+    Breakpoint,
+    FloatDivide,
+    ForeignThrow, ///< what another compiler's C++ exception raises
+    StackOverflow,
+    Count
+};
+
+enum class Frames : int { Same, Fewer, None, Twice };
+
+struct TestEffectPlan {
+    bool inPlace = false;      ///< takes the downstream pin's allocator and passes samples through
+    bool reconnects = false;   ///< asks the graph to reconnect its input when its output connects
+    bool ownAllocator = false; ///< copies into samples of an allocator of its own
+    bool monoOutput = false;   ///< its output refuses stereo
+    bool changesType = false;  ///< offers its output with other cbSize and lSampleSize
+    bool persists = true;      ///< has IPersistStream
+    ULONG pages = 1;           ///< property pages reported
+    SIZE pageSize{120, 80};    ///< pixels
+    float gain = 1.0f;         ///< of the effect; the state blob
+    float offset = 0;          ///< added to every output sample: unless 0, the effect never falls silent
+    std::uint32_t delay = 0;   ///< frames that the output comes later
+    Frames frames = Frames::Same;
+    std::uint32_t oddBlock = 0; ///< first block (from 0) that `frames` holds for
+    Place place = Place::None;
+    Fault fault = Fault::None;
+    int nth = 1; ///< which call at `place`
+};
+
+struct TestEffectBlock {
+    std::int64_t start; ///< 100 ns units
+    std::uint32_t frames;
+    bool hasEnd;
+    bool discontinuity;
+};
+
+struct TestEffectRecord {
+    std::array<int, static_cast<std::size_t>(Place::Count)> calls{};
+    LONG liveObjects = 0; ///< filters, pages and factories
+    std::uint32_t blocks = 0;
+    std::array<TestEffectBlock, 64> lastBlocks{}; ///< block n at n % 64
+    float firstSample = 0;                        ///< left channel of the last block
+    HWND pageWindow = nullptr;
+};
+
+struct TestEffectState {
+    TestEffectPlan plan;
+    TestEffectRecord record;
+};
+
+using TestEffectStateFn = TestEffectState*(__cdecl*)();

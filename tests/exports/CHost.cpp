@@ -1,0 +1,126 @@
+#include "tests/exports/CHost.h"
+
+#include "tests/effects/CTestEffects.h"
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+CModule::CModule() : m_library(::LoadLibraryW((ProgramFolder() + L"..\\dxwrapper.dll").c_str())) {
+    if (m_library == nullptr)
+        throw std::runtime_error("dxwrapper.dll is missing");
+    const auto bind = [this](auto& function, const char* name) {
+        void* const address = reinterpret_cast<void*>(::GetProcAddress(m_library, name));
+        if (address == nullptr)
+            throw std::runtime_error(name);
+        function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(address);
+    };
+    bind(Create, "DSP_Create");
+    bind(Destroy, "DSP_Destroy");
+    bind(Set, "DSP_Set");
+    bind(Get, "DSP_Get");
+    bind(ShowConfigBit, "DSP_ShowConfigBit");
+    bind(RemoveConfigBit, "DSP_RemoveConfigBit");
+    bind(BeginConversion, "DSP_BeginConversion");
+    bind(PassAudioBlock, "DSP_PassAudioBlock");
+    bind(PassNonLive, "DSP_PassNonLive");
+    bind(EndConversion, "DSP_EndConversion");
+    bind(AfterConversion, "DSP_AfterConversion");
+}
+
+CModule::~CModule() {
+    ::FreeLibrary(m_library);
+}
+
+CLogFile::CLogFile() {
+    wchar_t folder[MAX_PATH] = L"";
+    wchar_t path[MAX_PATH] = L"";
+    ::GetTempPathW(MAX_PATH, folder);
+    ::GetTempFileNameW(folder, L"dxw", 0, path);
+    m_file.Reset(::CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+        FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+}
+
+std::wstring CLogFile::Take() {
+    LARGE_INTEGER size{};
+    LARGE_INTEGER from{};
+    ::GetFileSizeEx(m_file.Get(), &size);
+    from.QuadPart = m_read;
+    ::SetFilePointerEx(m_file.Get(), from, nullptr, FILE_BEGIN);
+    std::wstring text(static_cast<std::size_t>(size.QuadPart - m_read) / sizeof(wchar_t), L'\0');
+    DWORD read = 0;
+    ::ReadFile(m_file.Get(), text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)), &read, nullptr);
+    m_read = size.QuadPart;
+    return text;
+}
+
+std::wstring CLogFile::TakeUnindented() {
+    std::wstring text = Take();
+    const std::size_t indentation = std::min(text.find_first_not_of(L' '), text.size());
+    for (std::size_t at = 0; at < text.size(); at = text.find(L'\n', at) + 1)
+        text.erase(at, indentation);
+    return text;
+}
+
+CHost::CHost(CModule& module) : m_module(module) {
+    const DSPHostContext context{errors.Get(), information.Get(), trace.Get()};
+    instance = module.Create(&context);
+}
+
+DWORD CHost::Begin(const WAVEFORMATEX& format, const std::wstring& settings) {
+    const DSPConversionInfo info{{1, 2, 3}, &format};
+    return m_module.BeginConversion(instance, &info, settings.c_str());
+}
+
+std::vector<std::uint8_t> CHost::Run(
+    const WAVEFORMATEX& format, std::vector<std::uint8_t> data, std::uint32_t blockFrames) {
+    std::vector<std::uint8_t> out;
+    const std::size_t step = std::size_t{blockFrames} * format.nBlockAlign;
+    failed = false;
+    for (std::size_t at = 0; !failed; at += step) {
+        const std::size_t bytes = std::min(step, data.size() - at);
+        const bool last = at + bytes == data.size();
+        DSPAudioBlock block = Block(format, data.data() + at, bytes, last);
+        failed = m_module.PassAudioBlock(instance, &block) == 0;
+        out.insert(out.end(), block.pData, block.pData + block.nBytes);
+        if (last)
+            break;
+    }
+    return out;
+}
+
+std::wstring CHost::SettingsFor(
+    const std::wstring& name, const GUID& clsid, const std::vector<std::uint8_t>& state) {
+    std::vector<std::uint8_t> payload(20 + state.size());
+    const auto size = static_cast<std::uint32_t>(state.size());
+    std::memcpy(payload.data(), &clsid, 16);
+    std::memcpy(payload.data() + 16, &size, 4);
+    std::copy(state.begin(), state.end(), payload.begin() + 20);
+    std::wstring text = name + L"=X";
+    for (const std::uint8_t byte : payload) {
+        text += L"0123456789ABCDEF"[byte >> 4];
+        text += L"0123456789ABCDEF"[byte & 15];
+    }
+    return text;
+}
+
+WAVEFORMATEX CHost::Format(WORD tag, WORD bits, WORD channels, DWORD rate) {
+    WAVEFORMATEX format{};
+    format.wFormatTag = tag;
+    format.nChannels = channels;
+    format.nSamplesPerSec = rate;
+    format.wBitsPerSample = bits;
+    format.nBlockAlign = static_cast<WORD>(bits * channels / 8);
+    format.nAvgBytesPerSec = rate * format.nBlockAlign;
+    return format;
+}
+
+DSPAudioBlock CHost::Block(const WAVEFORMATEX& format, void* data, std::size_t bytes, bool last) {
+    DSPAudioBlock block{};
+    block.pData = static_cast<BYTE*>(data);
+    block.nBytes = static_cast<INT32>(bytes);
+    block.wfx.ex = format;
+    block.nDurationMs = 4711;
+    block.bLastBlock = last ? 1 : 0;
+    return block;
+}

@@ -1,0 +1,51 @@
+#include "tests/exports/process_resources.h"
+
+#include <winternl.h>
+#include <vector>
+
+namespace {
+
+std::size_t BusyHeapBytes() {
+    HANDLE heaps[256];
+    const DWORD count = ::GetProcessHeaps(256, heaps);
+    std::size_t bytes = 0;
+    for (DWORD i = 0; i < count; ++i) {
+        PROCESS_HEAP_ENTRY entry{};
+        while (::HeapWalk(heaps[i], &entry))
+            if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0)
+                bytes += entry.cbData;
+    }
+    return bytes;
+}
+
+// SystemHandleInformation: a count, then 16 bytes a handle that begin with its process.
+std::size_t OpenHandles() {
+    std::vector<BYTE> buffer(1 << 20);
+    ULONG used = 0;
+    const auto kind = static_cast<SYSTEM_INFORMATION_CLASS>(16);
+    while (::NtQuerySystemInformation(kind, buffer.data(), static_cast<ULONG>(buffer.size()), &used) != 0)
+        buffer.resize(buffer.size() * 2);
+    const auto* const count = reinterpret_cast<const ULONG*>(buffer.data());
+    std::size_t mine = 0;
+    for (ULONG i = 0; i < *count; ++i)
+        if (count[1 + i * 4] == ::GetCurrentProcessId())
+            ++mine;
+    return mine;
+}
+
+BOOL CALLBACK CountWindow(HWND, LPARAM count) {
+    ++*reinterpret_cast<std::size_t*>(count);
+    return TRUE;
+}
+
+} // namespace
+
+ProcessResources CountResources() {
+    ProcessResources resources{};
+    resources.heapBytes = BusyHeapBytes();
+    resources.handles = OpenHandles();
+    ::EnumThreadWindows(::GetCurrentThreadId(), CountWindow, reinterpret_cast<LPARAM>(&resources.windows));
+    resources.gdiAndUser = ::GetGuiResources(::GetCurrentProcess(), GR_GDIOBJECTS) +
+                           ::GetGuiResources(::GetCurrentProcess(), GR_USEROBJECTS);
+    return resources;
+}
