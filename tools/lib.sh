@@ -1,10 +1,13 @@
-# Shared by the scripts: step lines, logs, the private Wine prefix and its display. Source it from the top folder.
+# Shared by the scripts: step lines, logs, private Wine prefixes and their display. Source it from the top folder.
 
-export WINEPREFIX=$PWD/build/wine WINEARCH=win32 WINEDLLOVERRIDES="mscoree,mshtml=" WINEDEBUG=-all
-export LC_ALL=C.UTF-8
+export WINEARCH=win32 WINEDLLOVERRIDES="mscoree,mshtml=" WINEDEBUG=-all LC_ALL=C.UTF-8
+export WINEPREFIX=$PWD/build/wine # release builds; tests of checked builds have build/wine-checked
 
 say() { printf '%s\n' "$*"; }
-die() { printf 'error: %s\n' "$*" >&2; exit 1; }
+die() {
+    printf 'error: %s\n' "$*" >&2
+    exit 1
+}
 
 open_log() { # NAME: later failures point to build/logs/NAME.log
     log=$PWD/build/logs/$1.log
@@ -43,8 +46,19 @@ start_display() {
     rm -f "$number_file"
 }
 
-# Ends only what start_display and this prefix started.
+# Ends only what start_display and these prefixes started.
 stop_display() {
-    timeout 30 wineserver -k >/dev/null 2>&1 || true
-    [ -n "${display_pid:-}" ] && kill "$display_pid" 2>/dev/null || true
+    local prefix
+    for prefix in "$PWD/build/wine" "$PWD/build/wine-checked"; do
+        [ -d "$prefix" ] && WINEPREFIX=$prefix timeout 30 wineserver -k >/dev/null 2>&1
+    done
+    [ -n "${display_pid:-}" ] && kill "$display_pid" 2>/dev/null
+    return 0
+}
+
+build() { # PRESET TARGET...
+    local preset=$1
+    shift
+    quietly "build: configuring $preset" cmake --preset "$preset"
+    quietly "build: compiling $preset" cmake --build --preset "$preset" --target "$@"
 }

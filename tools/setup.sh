@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
-# Installs what the project needs on a Debian 12 machine (as root) and makes the private Wine prefix.
+# Installs what the project needs on a Debian 12 machine (as root) and makes private Wine prefixes.
 # One line a step on stdout, everything else in build/logs/setup.log. Quick when all is there already.
 #
-# usage: tools/setup.sh [PACKAGE...]   further packages that only the caller needs (say alsa-utils)
+# usage: tools/setup.sh "PREFIX..." [PACKAGE...]
+#   prefixes to make in build/ (wine wine-checked); further packages that only the caller needs (say alsa-utils)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . tools/lib.sh
 
 packages=(g++-mingw-w64-i686-win32 ninja-build cmake wine wine32:i386 xvfb xauth doctest-dev libcli11-dev
-    fonts-wine "$@")
+    fonts-wine "${@:2}")
 
 installed() { # PACKAGE[:ARCH]: is it there, in the given or the machine's own architecture?
     local state
@@ -69,10 +70,11 @@ install_missing() {
     fi
 }
 
-make_prefix() {
+make_prefix() { # NAME
+    export WINEPREFIX=$PWD/build/$1
     local done_mark=$WINEPREFIX/.ready
-    [ -e "$done_mark" ] && { say "Wine prefix: there"; return; }
-    say "Wine prefix: making it in ${WINEPREFIX#"$PWD"/}"
+    [ -e "$done_mark" ] && { say "Wine prefix build/$1: there"; return; }
+    say "Wine prefix build/$1: making it"
     rm -rf "$WINEPREFIX"
     mkdir -p "$(dirname "$WINEPREFIX")"
     start_display
@@ -84,10 +86,12 @@ make_prefix() {
             # Without a window manager each managed top-level window would cost two seconds when it goes.
             wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /t REG_SZ /d N /f &&
             timeout 60 wineserver -w
-    } >>"$log" 2>&1 || failed "making the Wine prefix"
+    } >>"$log" 2>&1 </dev/null || failed "making the Wine prefix"
     touch "$done_mark"
 }
 
 open_log setup
 install_missing
-make_prefix
+for prefix in $1; do
+    make_prefix "$prefix"
+done
