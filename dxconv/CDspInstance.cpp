@@ -1,0 +1,46 @@
+#include "dxconv/CDspInstance.h"
+
+#include "dxconv/CError.h"
+
+namespace {
+
+// Effects make hidden windows and COM calls on this thread; both need its messages to be taken.
+void PumpMessages() {
+    MSG message;
+    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        ::TranslateMessage(&message);
+        ::DispatchMessageW(&message);
+    }
+}
+
+} // namespace
+
+CDspInstance::CDspInstance(const CDspModule& module, const CHostLogs& logs, std::string subject)
+    : m_module(module), m_logs(logs), m_subject(std::move(subject)) {
+    const DSPHostContext context = logs.Context();
+    m_instance = module.Create(&context);
+    if (m_instance == nullptr)
+        Fail("the module made no instance", "close other programs to free memory");
+}
+
+void CDspInstance::Fail(const std::string& what, const std::string& advice) const {
+    const std::string logged = m_logs.LastError();
+    throw CError(
+        ExitCode::Conversion, m_subject, what + (logged.empty() ? "" : " (" + logged + ")") + "; " + advice);
+}
+
+void CDspInstance::Begin(const DSPBlockFormat& format, const std::wstring& settings) {
+    if (m_module.Get(m_instance, L"IsLive", nullptr) != 1)
+        Fail("the module does not process audio block by block", "use another module");
+    const DSPConversionInfo info{{}, &format.ex};
+    if (m_module.BeginConversion(m_instance, &info, settings.c_str()) != 1)
+        Fail("the effect could not be started", "check with 'dxconv effects' that it is installed");
+}
+
+void CDspInstance::Pass(DSPAudioBlock& block) {
+    PumpMessages();
+    if (m_module.PassAudioBlock(m_instance, &block) != 1)
+        Fail("the effect failed while it was running", "try another effect or other settings");
+    if (block.nBytes < 0 || (block.nBytes > 0 && block.pData == nullptr))
+        Fail("the module gave back a block without audio", "use another module");
+}

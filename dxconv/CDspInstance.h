@@ -1,0 +1,32 @@
+#pragma once
+
+#include "dxconv/CDspModule.h"
+#include "dxconv/CHostLogs.h"
+
+#include <string>
+
+/// One instance of the module, driven as a host does: Begin, Pass per block, End, and After once the host's
+/// file is finished. What the module hands back is checked. Thread: one, the one that made it. Errors: CError
+/// with ExitCode::Conversion.
+class CDspInstance {
+public:
+    /// subject: the file that error lines name. Module and logs are borrowed.
+    CDspInstance(const CDspModule& module, const CHostLogs& logs, std::string subject);
+    ~CDspInstance() { m_module.Destroy(m_instance); }
+    CDspInstance(const CDspInstance&) = delete;
+    CDspInstance& operator=(const CDspInstance&) = delete;
+
+    void Begin(const DSPBlockFormat& format, const std::wstring& settings);
+    /// Processes the block. On the last one pData and nBytes may come back changed (an appended tail).
+    void Pass(DSPAudioBlock& block);
+    void End() { m_module.EndConversion(m_instance, 0); }
+    void After() { m_module.AfterConversion(m_instance, 0); }
+
+private:
+    [[noreturn]] void Fail(const std::string& what, const std::string& advice) const;
+
+    const CDspModule& m_module;
+    const CHostLogs& m_logs;
+    std::string m_subject;
+    void* m_instance = nullptr;
+};

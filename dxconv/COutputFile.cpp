@@ -1,0 +1,107 @@
+#include "dxconv/COutputFile.h"
+
+#include "dxconv/CError.h"
+#include "dxconv/files.h"
+#include "dxconv/interruption.h"
+#include "dxconv/text.h"
+
+#include <algorithm>
+#include <vector>
+
+COutputFile::COutputFile(const std::string& name) : m_name(name) {
+    std::wstring folder = TemporaryFolder();
+    if (name != "-") {
+        m_target = FullPath(name);
+        folder = m_target.substr(0, m_target.find_last_of(L'\\') + 1);
+        CheckTarget();
+    }
+    // Sharing deletion lets the interruption handlers remove the file while it is open here.
+    do {
+        m_temporary = TemporaryName(folder);
+        m_file = OpenHandle(m_temporary, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE,
+            CREATE_NEW, FILE_ATTRIBUTE_NORMAL);
+    } while (!m_file && ::GetLastError() == ERROR_FILE_EXISTS);
+    if (!m_file)
+        Fail("no file can be made in its folder");
+    RemoveOnInterruption(m_temporary, m_name);
+}
+
+COutputFile::~COutputFile() {
+    if (m_temporary.empty())
+        return;
+    m_file.Reset();
+    ::DeleteFileW(m_temporary.c_str());
+    RemoveOnInterruption({}, {});
+}
+
+void COutputFile::Fail(const std::string& what, DWORD error) const {
+    throw CError(ExitCode::Output, m_name,
+        what + ": " + SystemErrorText(error) + "; choose another OUT or make room for it");
+}
+
+// Said now rather than after an hour's conversion.
+void COutputFile::CheckTarget() const {
+    if (m_target.empty())
+        throw CError(ExitCode::Output, "OUT", "is empty; give a file name or '-'");
+    const DWORD attributes = ::GetFileAttributesW(m_target.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return;
+    if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+        throw CError(ExitCode::Output, m_name, "is a folder; add a file name to OUT");
+    if ((attributes & FILE_ATTRIBUTE_READONLY) != 0)
+        throw CError(ExitCode::Output, m_name, "is read-only; choose another OUT or make it writable");
+}
+
+void COutputFile::Seek(std::uint64_t offset) {
+    LARGE_INTEGER position;
+    position.QuadPart = static_cast<LONGLONG>(offset);
+    if (offset != m_position && !::SetFilePointerEx(m_file.Get(), position, nullptr, FILE_BEGIN))
+        Fail("cannot be written");
+    m_position = offset;
+}
+
+void COutputFile::Write(const void* bytes, std::size_t count) {
+    WriteAt(m_size, bytes, count);
+}
+
+void COutputFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t count) {
+    Seek(offset);
+    if (!WriteFully(m_file.Get(), bytes, count))
+        Fail("cannot be written");
+    m_position += count;
+    m_size = std::max(m_size, m_position);
+}
+
+void COutputFile::ReadAt(std::uint64_t offset, void* buffer, std::size_t bytes) {
+    Seek(offset);
+    std::size_t got = 0;
+    if (!ReadFully(m_file.Get(), buffer, bytes, got) || got < bytes)
+        Fail("its temporary file cannot be read back");
+    m_position += bytes;
+}
+
+void COutputFile::CopyToStandardOutput() {
+    std::vector<char> piece(64 * 1024);
+    for (std::uint64_t offset = 0; offset < m_size;) {
+        const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(m_size - offset, piece.size()));
+        ReadAt(offset, piece.data(), count);
+        if (!WriteFully(::GetStdHandle(STD_OUTPUT_HANDLE), piece.data(), count))
+            Fail("cannot be written");
+        offset += count;
+    }
+}
+
+void COutputFile::Commit() {
+    if (m_target.empty()) {
+        CopyToStandardOutput();
+        return;
+    }
+    if (!::FlushFileBuffers(m_file.Get()))
+        Fail("cannot be written");
+    m_file.Reset();
+    if (!::MoveFileExW(
+            m_temporary.c_str(), m_target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        Fail("cannot be replaced");
+    m_temporary.clear();
+    RemoveOnInterruption({}, {});
+}

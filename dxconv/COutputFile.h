@@ -1,0 +1,41 @@
+#pragma once
+
+#include "dxconv/byte_stream.h"
+#include "support/handles.h"
+
+#include <cstdint>
+#include <string>
+
+/// OUT: a file, or the standard output for "-". All is written to a temporary file (beside OUT, or in the
+/// temporary folder) that takes OUT's place at Commit: until then nothing touches OUT, and whatever else
+/// happens the temporary file goes. One object at a time. Errors: CError with ExitCode::Output.
+class COutputFile : public IByteSink {
+public:
+    explicit COutputFile(const std::string& name);
+    ~COutputFile();
+    COutputFile(const COutputFile&) = delete;
+    COutputFile& operator=(const COutputFile&) = delete;
+
+    /// Appends.
+    void Write(const void* bytes, std::size_t count) override;
+    /// Overwrites, and appends when it runs past the end.
+    void WriteAt(std::uint64_t offset, const void* bytes, std::size_t count);
+    void ReadAt(std::uint64_t offset, void* buffer, std::size_t bytes);
+    std::uint64_t Size() const { return m_size; }
+
+    /// Puts the file in its place. Afterwards the object is empty.
+    void Commit();
+
+private:
+    [[noreturn]] void Fail(const std::string& what, DWORD error = ::GetLastError()) const;
+    void CheckTarget() const;
+    void Seek(std::uint64_t offset);
+    void CopyToStandardOutput();
+
+    std::string m_name;
+    std::wstring m_target; // empty: standard output
+    std::wstring m_temporary;
+    CKernelHandle m_file;
+    std::uint64_t m_size = 0;
+    std::uint64_t m_position = 0;
+};

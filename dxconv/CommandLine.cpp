@@ -1,0 +1,65 @@
+#include "dxconv/CommandLine.h"
+
+#include "dxconv/CError.h"
+#include "dxconv/text.h"
+
+#define CLI11_HAS_FILESYSTEM 0
+#include <CLI/CLI.hpp>
+#include <algorithm>
+
+namespace {
+
+constexpr char kFooter[] =
+    R"(Effects are named as 'dxconv effects' lists them. '-' as IN or OUT is the standard input or output; OUT is
+written when the conversion is complete, and not at all when it fails.
+
+Exit status: 0 done, 1 internal error, 2 command line, 3 IN, 4 OUT, 5 effect or settings not found or not valid,
+6 the effect or the module failed, 7 the module cannot be loaded, 8 cancelled.)";
+
+void AddConvert(CLI::App& app, ConvertOptions& options) {
+    CLI::App* convert = app.add_subcommand("convert", "Runs a WAV file through an effect");
+    convert->footer(kFooter);
+    convert->add_option("IN", options.in, "WAV file to read")->required();
+    convert->add_option("OUT", options.out, "WAV file to write; replaced when it exists")->required();
+    auto* effect = convert->add_option("--effect", options.effect, "Effect, by name or class id {...}");
+    auto* settings = convert->add_option("--settings", options.settings, "Settings text of a host");
+    auto* file = convert->add_option("--settings-file", options.settingsFile, "File with the settings text");
+    convert->add_option("--state-file", options.stateFile, "File with the effect's state")->needs(effect);
+    effect->excludes(settings)->excludes(file);
+    settings->excludes(file);
+    convert->add_option("--block-ms", options.blockMs, "Milliseconds of audio per block")
+        ->check(CLI::Range(1, 60000))
+        ->capture_default_str();
+    convert->add_option("--log-dir", options.logDir, "Folder for the module's logs");
+    convert->add_flag("--quiet", options.quiet, "No progress and no summary");
+    convert->add_option("--module", options.module, "Another module than dxwrapper.dll")->group("");
+}
+
+} // namespace
+
+CommandLine ParseCommandLine(std::vector<std::string> arguments) {
+    CommandLine result;
+    CLI::App app("Runs DirectX audio effects over WAV files", "dxconv");
+    app.allow_windows_style_options(false);
+    app.footer(kFooter);
+    AddConvert(app, result.convert);
+    app.add_subcommand("effects", "Lists the installed effects: class id and name");
+    app.add_subcommand("version", "Prints the version");
+    try {
+        std::reverse(arguments.begin(), arguments.end());
+        app.parse(arguments);
+        if (app.get_subcommands().empty())
+            throw CLI::RequiredError("convert, effects or version");
+        result.verb = app.got_subcommand("convert")   ? Verb::Convert
+                      : app.got_subcommand("effects") ? Verb::Effects
+                                                      : Verb::Version;
+    } catch (const CLI::CallForHelp&) {
+        Print(STD_OUTPUT_HANDLE, app.help());
+    } catch (const CLI::ParseError& error) {
+        const std::string what = error.what();
+        throw what.starts_with("--") ? CError(ExitCode::Usage, what.substr(0, what.find(':')),
+                                           what.substr(what.find(':') + 2) + "; see --help")
+                                     : CError(ExitCode::Usage, "command line", what + "; see dxconv --help");
+    }
+    return result;
+}

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "dxconv/verbs.h"
+
+#include <string>
+#include <vector>
+
+enum class Verb { None, Convert, Effects, Version };
+
+struct CommandLine {
+    Verb verb = Verb::None; // None: help was asked for and is printed
+    ConvertOptions convert;
+};
+
+/// arguments: UTF-8, without the program's name. Throws CError with ExitCode::Usage.
+CommandLine ParseCommandLine(std::vector<std::string> arguments);

@@ -1,0 +1,89 @@
+#include "dxconv/files.h"
+
+#include "dxconv/CError.h"
+#include "dxconv/text.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::size_t kLongestPlainPath = 240; // folders end at 248, files at 260
+constexpr std::size_t kTransferBytes = 16 * 1024 * 1024;
+constexpr std::size_t kLargestSmallFile = 64 * 1024 * 1024;
+
+} // namespace
+
+std::wstring FullPath(const std::wstring& name) {
+    const DWORD units = ::GetFullPathNameW(name.c_str(), 0, nullptr, nullptr);
+    std::wstring path(units, L'\0');
+    path.resize(::GetFullPathNameW(name.c_str(), units, path.data(), nullptr));
+    if (path.size() < kLongestPlainPath || path.starts_with(LR"(\\?\)") || path.starts_with(LR"(\\.\)"))
+        return path;
+    return path.starts_with(LR"(\\)") ? LR"(\\?\UNC)" + path.substr(1) : LR"(\\?\)" + path;
+}
+
+std::wstring FullPath(const std::string& name) {
+    return FullPath(Wide(name));
+}
+
+CKernelHandle OpenHandle(
+    const std::wstring& path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
+    const HANDLE file = ::CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
+    return file == INVALID_HANDLE_VALUE ? CKernelHandle() : CKernelHandle(file);
+}
+
+std::wstring TemporaryFolder() {
+    wchar_t folder[MAX_PATH + 1];
+    const DWORD units = ::GetTempPathW(ARRAYSIZE(folder), folder);
+    return {folder, units};
+}
+
+std::wstring TemporaryName(const std::wstring& folder) {
+    static unsigned given = 0;
+    return FullPath(folder + L"dxconv-" + std::to_wstring(::GetCurrentProcessId()) + L"-" +
+                    std::to_wstring(::GetTickCount()) + L"-" + std::to_wstring(given++) + L".tmp");
+}
+
+bool ReadFully(HANDLE file, void* buffer, std::size_t bytes, std::size_t& got) {
+    for (got = 0; got < bytes;) {
+        const auto wanted = static_cast<DWORD>(std::min(bytes - got, kTransferBytes));
+        DWORD read = 0;
+        if (!::ReadFile(file, static_cast<char*>(buffer) + got, wanted, &read, nullptr))
+            return ::GetLastError() == ERROR_BROKEN_PIPE;
+        if (read == 0)
+            break;
+        got += read;
+    }
+    return true;
+}
+
+bool WriteFully(HANDLE file, const void* bytes, std::size_t count) {
+    for (std::size_t done = 0; done < count;) {
+        const auto wanted = static_cast<DWORD>(std::min(count - done, kTransferBytes));
+        DWORD written = 0;
+        if (!::WriteFile(file, static_cast<const char*>(bytes) + done, wanted, &written, nullptr))
+            return false;
+        if (written == 0) {
+            ::SetLastError(ERROR_DISK_FULL);
+            return false;
+        }
+        done += written;
+    }
+    return true;
+}
+
+std::vector<unsigned char> ReadSmallFile(const std::string& name, const char* option) {
+    const CKernelHandle file =
+        OpenHandle(FullPath(name), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
+    LARGE_INTEGER size{};
+    std::size_t got = 0;
+    if (!file || !::GetFileSizeEx(file.Get(), &size))
+        throw CError(ExitCode::Effect, name, "cannot be read: " + SystemErrorText() + "; check " + option);
+    if (static_cast<ULONGLONG>(size.QuadPart) > kLargestSmallFile)
+        throw CError(ExitCode::Effect, name, std::string("is too large for an effect; check ") + option);
+    std::vector<unsigned char> content(static_cast<std::size_t>(size.QuadPart));
+    if (!ReadFully(file.Get(), content.data(), content.size(), got))
+        throw CError(ExitCode::Effect, name, "cannot be read: " + SystemErrorText() + "; check " + option);
+    content.resize(got);
+    return content;
+}

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <guiddef.h>
+
+/// The effect's filter class: {A7ADE361-6BDB-4C04-BA8E-C85F225B50EA}
+inline constexpr GUID kEchoFilterClsid = {
+    0xA7ADE361, 0x6BDB, 0x4C04, {0xBA, 0x8E, 0xC8, 0x5F, 0x22, 0x5B, 0x50, 0xEA}};
+
+/// Its property page's class: {9C9C6ACE-606D-4192-A7B5-C199B2B665E0}
+inline constexpr GUID kEchoPageClsid = {
+    0x9C9C6ACE, 0x606D, 0x4192, {0xA7, 0xB5, 0xC1, 0x99, 0xB2, 0xB6, 0x65, 0xE0}};
