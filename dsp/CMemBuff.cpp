@@ -22,7 +22,7 @@ bool CMemBuff::SetSize(std::int32_t newSize) {
     const std::int64_t capacity = steps * m_growStep;
     if (capacity > std::numeric_limits<std::int32_t>::max())
         return false;
-    if (capacity != m_capacity) {
+    if (capacity != m_capacity || m_data == nullptr) {
         void* const data = std::realloc(m_data, static_cast<std::size_t>(capacity));
         if (data == nullptr)
             return false;
@@ -53,7 +53,7 @@ void CMemBuff::Clear() {
 void CMemBuff::Attach(void* bytes, std::int32_t count) {
     Clear();
     m_data = static_cast<std::uint8_t*>(bytes);
-    m_size = m_capacity = count;
+    m_size = m_capacity = bytes == nullptr ? 0 : count;
 }
 
 bool CMemBuff::Seek(std::int32_t pos) {

@@ -55,7 +55,8 @@ void WriteUnits(HANDLE file, const std::wstring& text) {
     if (file == nullptr || file == INVALID_HANDLE_VALUE || text.empty())
         return;
     DWORD written = 0;
-    ::WriteFile(file, text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)), &written, nullptr);
+    const DWORD bytes = static_cast<DWORD>(text.size()) * DWORD{sizeof(wchar_t)};
+    ::WriteFile(file, text.data(), bytes, &written, nullptr);
 }
 
 void LogMarked(

@@ -44,7 +44,8 @@ std::string ParseFormat(const std::uint8_t* chunk, std::size_t bytes, WavFormat&
         return "its fmt chunk says " + std::to_string(format.channels) + " channels at " +
                std::to_string(format.samplesPerSec) + " Hz";
     const bool pcm = tag == kTagPcm && bits >= 8 && bits <= 32 && bits % 8 == 0;
-    if (!pcm && !(tag == kTagFloat && bits == 32))
+    format.isFloat = tag == kTagFloat && bits == 32;
+    if (!pcm && !format.isFloat)
         return "its format (tag " + std::to_string(tag) + ", " + std::to_string(bits) +
                " bits) is not supported";
     if (format.blockAlign != format.channels * bits / 8)

@@ -80,6 +80,14 @@ void PassAudio(const ConvertOptions& options, const DSPBlockFormat& format, CDsp
     }
 }
 
+// "16-bit PCM, 2 channels, 44100 Hz"
+std::string FormatText(const WavFormat& format) {
+    const std::uint32_t bits = format.blockAlign / format.channels * 8;
+    return std::to_string(bits) + (format.isFloat ? "-bit float, " : "-bit PCM, ") +
+           std::to_string(format.channels) + (format.channels == 1 ? " channel, " : " channels, ") +
+           std::to_string(format.samplesPerSec) + " Hz";
+}
+
 void Report(const ConvertOptions& options, const CWavReader& reader, const CWavWriter& writer, double speed) {
     if (reader.MissingBytes() != 0)
         PrintErrorLine(options.in + ": warning: " + std::to_string(reader.MissingBytes()) +
@@ -95,9 +103,9 @@ void Report(const ConvertOptions& options, const CWavReader& reader, const CWavW
     char times[32];
     std::snprintf(times, sizeof times, "%.1f", speed);
     Print(options.out == "-" ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE,
-        options.out + ": " + std::to_string(framesIn) + " frames in, " + std::to_string(writer.Frames()) +
-            " frames out, tail " + std::to_string(tail * 1000 / format.samplesPerSec) + " ms, " + times +
-            " times real time\n");
+        options.out + ": " + FormatText(format) + ", " + std::to_string(framesIn) + " frames in, " +
+            std::to_string(writer.Frames()) + " frames out, tail " +
+            std::to_string(tail * 1000 / format.samplesPerSec) + " ms, " + times + " times real time\n");
 }
 
 } // namespace

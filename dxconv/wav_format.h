@@ -10,7 +10,8 @@
 struct WavFormat {
     std::uint32_t channels = 0;
     std::uint32_t samplesPerSec = 0;
-    std::uint32_t blockAlign = 0;         // bytes of a frame
+    std::uint32_t blockAlign = 0; // bytes of a frame
+    bool isFloat = false;
     std::array<std::uint8_t, 44> bytes{}; // WAVEFORMATEX or WAVEFORMATEXTENSIBLE; cbSize fits
 };
 
