@@ -139,6 +139,10 @@ HRESULT CDxAllocator::AddSample() {
 
 STDMETHODIMP CDxAllocator::Free() {
     const CAutoLock lock(m_lock);
+    if (FreeCount() < m_allocated) {
+        m_memory.reset(); // the samples that are out keep it, and by it are told from those to come
+        m_outstanding = 0;
+    }
     DeleteFree();
     m_allocated = 0;
     m_committed = false;

@@ -48,6 +48,7 @@ start_display() {
 
 # Ends only what start_display and these prefixes started.
 stop_display() {
+    set +e # the script's own status stays
     local prefix
     for prefix in "$PWD/build/wine" "$PWD/build/wine-checked"; do
         [ -d "$prefix" ] && WINEPREFIX=$prefix timeout 30 wineserver -k >/dev/null 2>&1
