@@ -1,12 +1,15 @@
 #include "config/CEditDlg.h"
 
-#include "support/CForeignGuard.h"
+#include "support/CFloatModes.h"
 #include "support/module.h"
 #include "support/text.h"
 
 #include <exception>
+#include <utility>
 
 namespace {
+
+constexpr UINT kDestroyYourself = WM_APP + 104; // to a window whose dialog object is gone
 
 int Width(const RECT& rect) {
     return rect.right - rect.left;
@@ -63,15 +66,30 @@ HWND CEditDlg::Create(HWND parent, WORD templateId, int clientWidth, int clientH
     return m_window;
 }
 
-void CEditDlg::Destroy() {
-    const HWND window = m_window;
-    m_window = nullptr;
-    // The page's windows hear of it while this runs.
-    if (window != nullptr && ::IsWindow(window))
-        RunGuarded([window] { ::DestroyWindow(window); });
+bool CEditDlg::Destroy(ForeignFault* fault) {
+    const HWND window = std::exchange(m_window, nullptr);
+    if (window == nullptr || !::IsWindow(window))
+        return true;
+    ::SetWindowLongW(window, DWLP_USER, 0);
+    if (::GetWindowThreadProcessId(window, nullptr) != ::GetCurrentThreadId()) {
+        ::PostMessageW(window, kDestroyYourself, 0, 0);
+        return true;
+    }
+    return RunGuarded([window] { ::DestroyWindow(window); }, fault); // the page's windows hear of it
+}
+
+void CEditDlg::Abandon() {
+    const HWND window = std::exchange(m_window, nullptr);
+    if (window == nullptr || !::IsWindow(window))
+        return;
+    ::SetWindowLongW(window, DWLP_USER, 0);
+    ::SetWindowLongW(
+        window, GWLP_HWNDPARENT, 0); // else it would go with its owner, and the page would hear of it
+    ::ShowWindowAsync(window, SW_HIDE);
 }
 
 void CEditDlg::CloseByUser() {
+    const CFloatModes modes;
     if (m_onClose != nullptr)
         m_onClose(m_onCloseArgument);
     else
@@ -83,10 +101,17 @@ INT_PTR CALLBACK CEditDlg::DialogProc(HWND window, UINT message, WPARAM wParam, 
         ::SetWindowLongW(window, DWLP_USER, static_cast<LONG>(lParam));
         return FALSE;
     }
+    auto* const dialog = reinterpret_cast<CEditDlg*>(::GetWindowLongW(window, DWLP_USER));
     if (message == WM_SYSCOMMAND && wParam == SC_CLOSE) {
-        if (auto* const dialog = reinterpret_cast<CEditDlg*>(::GetWindowLongW(window, DWLP_USER)))
+        if (dialog != nullptr)
             dialog->CloseByUser();
         return TRUE;
     }
+    if (message == kDestroyYourself) {
+        RunGuarded([window] { ::DestroyWindow(window); });
+        return TRUE;
+    }
+    if (message == WM_DESTROY && dialog != nullptr)
+        dialog->m_window = nullptr; // it goes with its owner
     return FALSE;
 }

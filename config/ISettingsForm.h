@@ -5,6 +5,7 @@
 /// What an instance needs of its settings panel. Thread: the host's window thread.
 class ISettingsForm {
 public:
+    /// Takes the panel down without calling the instance, which is going as well.
     virtual ~ISettingsForm() = default;
 
     /// Makes the panel as a child of `parent`, its upper left corner at (x, y) in client pixels.

@@ -4,6 +4,8 @@
 
 /// Either the owner of a Windows mutex, or a guard that holds another object's mutex for a scope.
 /// The mutex may be taken again by the thread that holds it, and destroying its owner waits for the holder.
+/// A thread that waits still answers messages that other threads send to its windows: the holder may be
+/// sending one.
 class CLockObj {
 public:
     /// An owner without a mutex yet: see Create.

@@ -22,7 +22,7 @@ bool CMemBuff::SetSize(std::int32_t newSize) {
     const std::int64_t capacity = steps * m_growStep;
     if (capacity > std::numeric_limits<std::int32_t>::max())
         return false;
-    if (capacity != m_capacity || m_data == nullptr) {
+    if (capacity != m_capacity) {
         void* const data = std::realloc(m_data, static_cast<std::size_t>(capacity));
         if (data == nullptr)
             return false;
@@ -39,7 +39,7 @@ bool CMemBuff::Append(const void* bytes, std::int32_t count) {
     const std::int32_t oldSize = m_size;
     if (count > std::numeric_limits<std::int32_t>::max() - oldSize || !SetSize(oldSize + count))
         return false;
-    std::memcpy(m_data + oldSize, bytes, static_cast<std::size_t>(count));
+    std::copy_n(static_cast<const std::uint8_t*>(bytes), count, m_data + oldSize);
     return true;
 }
 
@@ -62,7 +62,7 @@ bool CMemBuff::Seek(std::int32_t pos) {
 }
 
 bool CMemBuff::Read(void* out, std::int32_t count) {
-    if (count < 0 || count > BytesLeft())
+    if (count < 0 || std::int64_t{m_readPos} + count > m_size)
         return false;
     if (count > 0)
         std::memcpy(out, m_data + m_readPos, static_cast<std::size_t>(count));

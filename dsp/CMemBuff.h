@@ -3,7 +3,7 @@
 #include <cstdint>
 
 /// A growable byte buffer with a read position. The bytes come from malloc. Threads: one at a time.
-/// Nothing throws: what can't be done gives false and changes nothing.
+/// Nothing throws: what can't be done gives false and leaves the content as it was.
 class CMemBuff {
 public:
     /// growStep: the capacity is always a multiple of this many bytes (at least 1).

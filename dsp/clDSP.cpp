@@ -1,20 +1,19 @@
 #include "dsp/clDSP.h"
 
 #include "config/CNoSettingsForm.h"
+#include "dsp/CInEffect.h"
 #include "dsp/trace_log.h"
 #include "dxhost/CDXClient.h"
 #include "resources/resource.h"
 #include "support/text.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <cwchar>
 #include <exception>
 
 namespace {
 
 constexpr DWORD kPanelSampleRate = 44100;
-constexpr std::int32_t kSettingsGrowBytes = 1024;
 
 struct FreeMalloc {
     void operator()(void* memory) const { std::free(memory); }
@@ -34,11 +33,16 @@ clDSP::clDSP(const DSPHostContext* context, std::unique_ptr<ISettingsForm> form)
 }
 
 clDSP::~clDSP() {
-    m_lock.Lock(); // a call on another thread finishes first
+    const CLockObj lock(&m_lock); // a call on another thread finishes first
     m_editor.SetOnClose(nullptr, nullptr);
-    CloseEditor();
+    const CInEffect inside(*this);
+    TakeEditorDown();
     m_client.reset();
-    m_lock.Unlock();
+}
+
+DWORD clDSP::Fail(const wchar_t* message, const char* function) {
+    LogError(message, this, function);
+    return 0;
 }
 
 DWORD clDSP::Set(const wchar_t* key, const wchar_t*) {
@@ -89,8 +93,9 @@ const wchar_t* clDSP::RemoveConfigBit(int code) {
     m_form->Close();
     m_settingsText.clear();
     {
-        const CLockObj lock(&m_lock);
-        if (m_client != nullptr && !EncodeSettings())
+        const CLockObj lock(
+            &m_lock); // a conversion on another thread must not take the client away meanwhile
+        if (m_client != nullptr && !InEffect() && !EncodeSettings())
             m_settingsText.clear();
     }
     TraceExit(this, "clDSP::RemoveConfigBit");
@@ -100,6 +105,7 @@ const wchar_t* clDSP::RemoveConfigBit(int code) {
 bool clDSP::EncodeSettings() {
     void* state = nullptr;
     std::uint32_t size = 0;
+    const CInEffect inside(*this);
     m_client->GetState(&state, &size); // without a state the text carries none
     const CMalloced<void> owner(state);
     const wchar_t terminator = L'\0';
@@ -129,18 +135,21 @@ void clDSP::ConnectDecoded(CMemBuff& decoded, DWORD sampleRate) {
     const CMalloced<void> state(size == 0 ? nullptr : std::malloc(size));
     if (size != 0 && (state == nullptr || !decoded.Read(state.get(), static_cast<std::int32_t>(size))))
         return;
-    const CLockObj lock(&m_lock);
-    if (ConnectDX(clsid, name.get(), sampleRate, 0) == 1 && size != 0 && m_client != nullptr)
-        m_client->SetState(state.get(), size);
+    const CLockObj lock(&m_lock); // no other call between the effect and its state
+    if (ConnectDX(clsid, name.get(), sampleRate, 0) != 1 || size == 0 || m_client == nullptr)
+        return;
+    const CInEffect inside(*this);
+    m_client->SetState(state.get(), size);
 }
 
 DWORD clDSP::OpenEditor() {
     const CLockObj lock(&m_lock);
-    if (m_client == nullptr)
+    if (m_client == nullptr || InEffect())
         return 0;
+    const CInEffect inside(*this);
     if (ShowPage())
         return 1;
-    CloseEditor();
+    TakeEditorDown();
     return 0;
 }
 
@@ -156,13 +165,21 @@ bool clDSP::ShowPage() {
 }
 
 void clDSP::CloseEditor() {
+    const CLockObj lock(&m_lock);
+    if (InEffect())
+        return;
+    const CInEffect inside(*this);
+    TakeEditorDown();
+}
+
+void clDSP::TakeEditorDown() {
     if (m_client == nullptr)
         return;
     m_client->CloseEditor();
-    m_editor.Destroy();
+    ForeignFault fault;
+    if (!m_client->Healthy())
+        m_editor.Abandon();
+    else if (!m_editor.Destroy(&fault))
+        m_client->Condemn(fault);
     m_form->UncheckEditorButton();
-}
-
-void clDSP::DeleteClient() {
-    m_client.reset();
 }

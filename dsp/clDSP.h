@@ -8,6 +8,7 @@
 #include "dsp/dsp_api.h"
 #include "support/CAudioFormat.h"
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -47,13 +48,18 @@ public:
     void CloseEditor();
 
     const DSPHostContext& HostContext() const { return m_context; }
+    /// Is the calling thread inside the effect, called back from there? The instance must not be deleted
+    /// then.
+    bool InEffect() const { return m_effectThread.load() == ::GetCurrentThreadId(); }
 
 private:
-    // What a settings string says.
-    struct Effect;
+    /// Marks, for a scope, that this thread is inside the effect, which may take the thread's messages there
+    /// and so let the host call again: such calls are refused.
+    class CInEffect;
+    static constexpr std::int32_t kSettingsGrowBytes = 1024;
 
-    void DeleteClient();
     bool ShowPage();
+    void TakeEditorDown();
     /// Steps that ShowConfigBit and BeginConversion share once the text is decoded: connects the effect it
     /// names and gives it its state. Nothing happens for a payload that ends early.
     void ConnectDecoded(CMemBuff& decoded, DWORD sampleRate);
@@ -63,6 +69,7 @@ private:
     bool Convert(FmtRoutine routine, std::uint8_t** cursor, std::uint32_t frames, float* stereo);
     bool FlushTail(const CAudioFormat& format, CMemBuff& tail);
     bool AppendTail(DSPAudioBlock* block, const CAudioFormat& format, const CMemBuff& tail);
+    DWORD Fail(const wchar_t* message, const char* function);
 
     DSPHostContext m_context{};
     std::unique_ptr<ISettingsForm> m_form;
@@ -71,5 +78,6 @@ private:
     std::unique_ptr<CDXClient> m_client;
     CFmtConverter m_converter;
     CEditDlg m_editor;
+    std::atomic<DWORD> m_effectThread = 0;
     CLockObj m_lock;
 };

@@ -1,5 +1,6 @@
 // How a conversion runs: connecting the effect, the blocks, the tail.
 
+#include "dsp/CInEffect.h"
 #include "dsp/clDSP.h"
 #include "dsp/trace_log.h"
 #include "dxhost/CDXClient.h"
@@ -9,7 +10,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <new>
 
 namespace {
@@ -17,8 +17,12 @@ namespace {
 constexpr std::uint32_t kPieceFrames = CFmtConverter::kScratchFrames;
 constexpr std::uint32_t kLongestTailMs = 10000;
 constexpr float kSilence = 0.0004f; // largest magnitude that counts as silent
-constexpr std::int32_t kSettingsGrowBytes = 1024;
 constexpr std::uint32_t kTailGrowFrames = 2048;
+
+constexpr char kPassAudioBlock[] = "clDSP::PassAudioBlock";
+constexpr wchar_t kFillBuffer[] = L"Error: CDXClient::FillBuffer";
+constexpr wchar_t kNoAccess[] = L"Error: Access to the audio block";
+constexpr wchar_t kBusy[] = L"Error: Called from within the effect";
 
 bool IsSilent(const float* data, std::uint32_t frames) {
     if (frames == 0)
@@ -32,66 +36,72 @@ bool IsSilent(const float* data, std::uint32_t frames) {
 } // namespace
 
 DWORD clDSP::ConnectDX(GUID clsid, const char* name, DWORD sampleRate, DWORD openEditor) {
-    TraceEntry(this, "clDSP::ConnectDX");
+    static constexpr char kFunction[] = "clDSP::ConnectDX";
+    TraceEntry(this, kFunction);
     const CLockObj lock(&m_lock);
-    CloseEditor();
-    DeleteClient();
+    if (InEffect())
+        return Fail(kBusy, kFunction);
+    const CInEffect inside(*this);
+    TakeEditorDown();
+    m_client.reset();
     if (clsid == GUID{})
         return 1;
     try {
         m_client = std::make_unique<CDXClient>();
     } catch (const std::bad_alloc&) {
-        LogError(L"Error: new CDXClient", this, "clDSP::ConnectDX");
-        return 0;
+        return Fail(L"Error: new CDXClient", kFunction);
     }
     if (!m_client->SetDX(clsid, name, static_cast<std::int32_t>(sampleRate), kPieceFrames)) {
-        DeleteClient();
-        LogError(L"Error: CDXClient::SetDX", this, "clDSP::ConnectDX");
-        return 0;
+        m_client.reset();
+        return Fail(L"Error: CDXClient::SetDX", kFunction);
     }
     if (openEditor != 0 && !ShowPage()) {
-        CloseEditor();
-        DeleteClient();
-        LogError(L"Error: CDXClient::OpenEditor", this, "clDSP::ConnectDX");
-        return 0;
+        TakeEditorDown();
+        m_client.reset();
+        return Fail(L"Error: CDXClient::OpenEditor", kFunction);
     }
-    TraceExit(this, "clDSP::ConnectDX");
+    TraceExit(this, kFunction);
     return 1;
 }
 
 DWORD clDSP::BeginConversion(const DSPConversionInfo* info, const wchar_t* settings) {
-    TraceEntry(this, "clDSP::BeginConversion");
+    static constexpr char kFunction[] = "clDSP::BeginConversion";
+    TraceEntry(this, kFunction);
     const CLockObj lock(&m_lock);
+    if (InEffect())
+        return Fail(kBusy, kFunction);
     CAudioFormat format;
     const bool formatGiven = info != nullptr && format.Assign(info->pFormat);
     CMemBuff decoded(kSettingsGrowBytes);
     if (decoded.FromSettingsString(settings)) {
         ConnectDecoded(decoded, format.SamplesPerSec());
-        if (m_client == nullptr) {
-            LogError(L"Error: Connect to DirectX PlugIn", this, "clDSP::BeginConversion");
-            return 0;
-        }
+        if (m_client == nullptr)
+            return Fail(L"Error: Connect to DirectX PlugIn", kFunction);
     }
-    if (m_client != nullptr &&
-        (!formatGiven || format.Channels() == 0 ||
-            m_converter.Init(format.EffectiveTag(), format.BitsPerSample(), format.Channels()) == 0)) {
-        DeleteClient();
-        LogError(L"Error: Unsupported audio format", this, "clDSP::BeginConversion");
-        return 0;
+    const bool fitted =
+        formatGiven && format.Channels() != 0 &&
+        m_converter.Init(format.EffectiveTag(), format.BitsPerSample(), format.Channels()) != 0;
+    if (!fitted)
+        m_converter.Init(0, 0, 0); // nor is the stream before this one's
+    if (m_client != nullptr && !fitted) {
+        CloseEditor();
+        m_client.reset();
+        return Fail(L"Error: Unsupported audio format", kFunction);
     }
-    TraceExit(this, "clDSP::BeginConversion");
+    TraceExit(this, kFunction);
     return 1;
 }
 
 DWORD clDSP::PassAudioBlock(DSPAudioBlock* block) {
     const CLockObj lock(&m_lock);
-    if (block == nullptr)
+    if (block == nullptr || InEffect())
         return 0;
     if (m_client == nullptr || !m_converter.IsFitted() || m_converter.frameBytes == 0)
         return 1;
+    const CInEffect inside(*this);
     const auto bytes = static_cast<std::uint32_t>(std::max<INT32>(block->nBytes, 0));
     if (block->pData == nullptr && bytes != 0)
-        return 0;
+        return Fail(kNoAccess, kPassAudioBlock);
     if (!ProcessFrames(block->pData, bytes / m_converter.frameBytes))
         return 0;
     if (block->bLastBlock == 0)
@@ -101,14 +111,17 @@ DWORD clDSP::PassAudioBlock(DSPAudioBlock* block) {
     CMemBuff tail(static_cast<std::int32_t>(m_converter.frameBytes * kTailGrowFrames));
     if (!FlushTail(format, tail))
         return 0;
-    if (tail.Size() != 0)
-        AppendTail(block, format, tail);
+    if (tail.Size() != 0 && !AppendTail(block, format, tail))
+        return Fail(L"Error: CMemBuff::SetSize", kPassAudioBlock);
     return 1;
 }
 
 // The host's memory is the host's word: a block that is not there, or not so long, fails the call.
 bool clDSP::Convert(FmtRoutine routine, std::uint8_t** cursor, std::uint32_t frames, float* stereo) {
-    return RunGuarded([&] { routine(cursor, frames, stereo, m_converter.channels); });
+    if (RunGuarded([&] { routine(cursor, frames, stereo, m_converter.channels); }))
+        return true;
+    Fail(kNoAccess, kPassAudioBlock);
+    return false;
 }
 
 bool clDSP::ProcessFrames(BYTE* data, std::uint32_t frames) {
@@ -120,7 +133,7 @@ bool clDSP::ProcessFrames(BYTE* data, std::uint32_t frames) {
             return false;
         const float* const processed = m_client->FillBuffer(m_converter.scratch, count);
         if (processed == nullptr) {
-            LogError(L"Error: CDXClient::FillBuffer", this, "clDSP::PassAudioBlock");
+            Fail(kFillBuffer, kPassAudioBlock);
             return false;
         }
         if (!Convert(m_converter.fromFloat, &writing, count, const_cast<float*>(processed)))
@@ -142,12 +155,14 @@ bool clDSP::FlushTail(const CAudioFormat& format, CMemBuff& tail) {
     for (std::uint64_t i = 0; i < mostChunks; ++i) {
         const float* const processed = m_client->FillBuffer(m_converter.scratch, kPieceFrames);
         if (processed == nullptr) {
-            LogError(L"Error: CDXClient::FillBuffer", this, "clDSP::PassAudioBlock");
+            Fail(kFillBuffer, kPassAudioBlock);
             return false;
         }
         bool silent = false;
-        if (!RunGuarded([&] { silent = IsSilent(processed, kPieceFrames); }))
+        if (!RunGuarded([&] { silent = IsSilent(processed, kPieceFrames); })) {
+            Fail(kFillBuffer, kPassAudioBlock); // its samples are not where it says
             return false;
+        }
         if (silent)
             return true;
         std::memset(chunk.get(), silenceByte, chunkBytes);

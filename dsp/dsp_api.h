@@ -1,3 +1,4 @@
+/* clang-format off */
 /*
  * The C interface of the DSP module (dxwrapper.dll, 32-bit Windows).
  *
@@ -5,11 +6,11 @@
  * below fit GetProcAddress) and drives one or more instances:
  *
  *   DSP_Create
- *     DSP_ShowConfigBit ... DSP_RemoveConfigBit      configuration, outside a conversion; gives a settings
- * string DSP_BeginConversion                            once per stream, with the string kept from
- * configuration DSP_PassAudioBlock                           once per block, in order; the last with
- * bLastBlock set DSP_EndConversion, DSP_AfterConversion         the instance may begin the next conversion
- * afterwards DSP_Destroy
+ *     DSP_ShowConfigBit, DSP_RemoveConfigBit     configuration, outside a conversion: gives a settings string
+ *     DSP_BeginConversion                        once per stream, with the string kept from configuration
+ *       DSP_PassAudioBlock                       once per block, in order; the last with bLastBlock set
+ *     DSP_EndConversion, DSP_AfterConversion     then the instance may begin the next conversion
+ *   DSP_Destroy
  *
  * Rules for all functions:
  *   - A null instance makes them do nothing and return 0, except DSP_Destroy (returns 1).
@@ -21,6 +22,7 @@
  *
  * Compiles alone, as C and as C++.
  */
+/* clang-format on */
 #ifndef DSP_API_H
 #define DSP_API_H
 

@@ -37,7 +37,9 @@ void* __cdecl DSP_Create(const DSPHostContext* context) {
 
 DWORD __cdecl DSP_Destroy(void* instance) {
     const CFloatModes modes;
-    delete static_cast<clDSP*>(instance);
+    auto* const dsp = static_cast<clDSP*>(instance);
+    if (dsp != nullptr && !dsp->InEffect()) // called back from within the effect, the instance must stay
+        delete dsp;
     return 1;
 }
 

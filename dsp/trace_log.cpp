@@ -4,6 +4,7 @@
 #include "support/handles.h"
 #include "support/text.h"
 
+#include <algorithm>
 #include <cwchar>
 #include <exception>
 #include <string>

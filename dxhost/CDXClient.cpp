@@ -30,8 +30,7 @@ IStream* StreamOver(const void* bytes, std::uint32_t size) {
 } // namespace
 
 CDXClient::CDXClient()
-    : m_comInitialised(::CoInitialize(nullptr)), m_comThread(::GetCurrentThreadId()),
-      m_guard(std::make_shared<CForeignGuard>()), m_site(std::make_unique<XPropertyPageSite>()) {}
+    : m_guard(std::make_shared<CForeignGuard>()), m_site(std::make_unique<XPropertyPageSite>()) {}
 
 CDXClient::~CDXClient() {
     CloseEditor();
@@ -41,11 +40,11 @@ CDXClient::~CDXClient() {
     }
     m_guard->Release(m_effectFilter);
     m_guard->Release(m_page);
-    if (Healthy()) {
+    m_guard->Call([this] {
         ::CoTaskMemFree(m_pageInfo.pszTitle);
         ::CoTaskMemFree(m_pageInfo.pszDocString);
         ::CoTaskMemFree(m_pageInfo.pszHelpFile);
-    }
+    });
     m_guard->Release(m_effect);
     if (m_pageSite != nullptr)
         m_pageSite->Release();
@@ -56,9 +55,13 @@ CDXClient::~CDXClient() {
         static_cast<void>(m_site.release());
         PinModule();
     }
-    // On another thread it would take away a COM that this object did not bring there.
-    if (SUCCEEDED(m_comInitialised) && m_comThread == ::GetCurrentThreadId())
-        ::CoUninitialize();
+    if (!Healthy()) {
+        m_com.Keep(); // what was left behind still needs its code
+        return;
+    }
+    for (const HMODULE module : {m_pageModule, m_effectModule})
+        if (module != nullptr)
+            ::FreeLibrary(module);
 }
 
 bool CDXClient::SetDX(const GUID& clsid, const char* name, std::int32_t sampleRate, std::int32_t blockLimit) {
@@ -83,10 +86,15 @@ HRESULT CDXClient::CreateEffect(const GUID& clsid) {
     }));
     if (m_effect == nullptr)
         return E_FAIL;
+    RETURN_IF_FAILED(HoldModule(m_effect, &m_effectModule));
     RETURN_IF_FAILED(m_guard->Call([&] {
         return m_effect->QueryInterface(IID_IBaseFilter, reinterpret_cast<void**>(&m_effectFilter));
     }));
     return m_effectFilter == nullptr ? E_FAIL : S_OK;
+}
+
+HRESULT CDXClient::HoldModule(IUnknown* object, HMODULE* module) {
+    return m_guard->Call([&] { *module = HoldModuleOf(*reinterpret_cast<void**>(object)); });
 }
 
 HRESULT CDXClient::AskForPage(CLSID* page) {
@@ -120,6 +128,7 @@ HRESULT CDXClient::CreatePage() {
     }));
     if (m_page == nullptr)
         return E_FAIL;
+    RETURN_IF_FAILED(HoldModule(m_page, &m_pageModule));
     RETURN_IF_FAILED(m_guard->Call([&] { return m_page->SetPageSite(m_pageSite); }));
     RETURN_IF_FAILED(m_guard->Call([&] { return m_page->SetObjects(1, &m_effect); }));
     m_pageInfo.cb = sizeof m_pageInfo;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/CForeignGuard.h"
+#include "support/com.h"
 
 #include <dshow.h>
 #include <ocidl.h>
@@ -16,7 +17,7 @@ class CDxFilterGraph;
 /// All work is done on the caller's thread. No lock of its own: one caller at a time. Nothing throws:
 /// failures are false or null. A fault of the effect fails the call, and every later one; the effect is then
 /// left behind in memory instead of being taken down. Keeps COM initialised on the thread that made it for
-/// its whole life.
+/// its whole life: destroy it there, else COM stays initialised on that thread.
 class CDXClient {
 public:
     CDXClient();
@@ -39,6 +40,9 @@ public:
     /// Shows the page inside `parent`, which should have a client area of that size. Thread: parent's.
     void OpenEditor(HWND parent);
     void CloseEditor();
+    /// The page's window has faulted on its way out: the effect counts as faulted.
+    void Condemn(const ForeignFault& fault) { m_guard->Condemn(fault); }
+    bool Healthy() const { return !m_guard->HasFaulted(); }
 
     /// Runs one block of stereo audio through the effect.
     /// buffer: frames * 2 floats, interleaved; frames: 1 .. block limit.
@@ -64,11 +68,12 @@ private:
     HRESULT SaveTo(IStream* stream);
     bool CopyState(IStream* stream, void** bytes, std::uint32_t* size);
     HRESULT PersistStream(IPersistStream** persist);
-    bool Healthy() const { return !m_guard->HasFaulted(); }
+    HRESULT HoldModule(IUnknown* object, HMODULE* module);
 
-    const HRESULT m_comInitialised;
-    const DWORD m_comThread;
+    CComApartment m_com;
     const CForeignGuardPtr m_guard;
+    HMODULE m_effectModule = nullptr; // held as long as there is something of it
+    HMODULE m_pageModule = nullptr;
     IUnknown* m_siteIdentity = nullptr; // set once SetDX has run
     GUID m_clsid{};
     std::string m_name;

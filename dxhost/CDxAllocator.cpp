@@ -7,10 +7,10 @@
 #include <cstdint>
 #include <new>
 
-HRESULT CDxAllocator::Create(CDxAllocator** allocator) {
+HRESULT CDxAllocator::Create(CDxAllocator** allocator, CForeignGuardPtr guard) {
     if (allocator == nullptr)
         return E_POINTER;
-    *allocator = new (std::nothrow) CDxAllocator;
+    *allocator = new (std::nothrow) CDxAllocator(std::move(guard));
     if (*allocator == nullptr)
         return E_OUTOFMEMORY;
     (*allocator)->AddRef();
@@ -24,15 +24,15 @@ STDMETHODIMP CDxAllocator::QueryInterface(REFIID iid, void** out) {
 }
 
 STDMETHODIMP CDxAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) {
-    if (request == nullptr || actual == nullptr)
-        return E_POINTER;
-    if (request->cBuffers < 0 || request->cbBuffer < 0 || request->cbPrefix < 0)
-        return E_INVALIDARG;
     const CAutoLock lock(m_lock);
     if (m_committed)
         return VFW_E_ALREADY_COMMITTED;
     if (FreeCount() < m_allocated)
         return VFW_E_BUFFERS_OUTSTANDING;
+    if (request == nullptr || actual == nullptr)
+        return E_POINTER;
+    if (request->cBuffers < 0 || request->cbBuffer < 0 || request->cbPrefix < 0)
+        return E_INVALIDARG;
     const LONG alignment = std::max(request->cbAlign, 1L);
     const std::int64_t wanted = std::int64_t{request->cbBuffer} + request->cbPrefix;
     const std::int64_t rounded = (wanted + alignment - 1) / alignment * alignment;

@@ -18,7 +18,7 @@ public:
     static constexpr LONG kReportedCount = 2;      ///< most buffers that GetProperties admits to
 
     /// *allocator gets a new allocator with one reference. E_POINTER, E_OUTOFMEMORY.
-    static HRESULT Create(CDxAllocator** allocator);
+    static HRESULT Create(CDxAllocator** allocator, CForeignGuardPtr guard = nullptr);
 
     STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
     STDMETHODIMP_(ULONG) AddRef() override { return CBaseAllocator::AddRef(); }
@@ -45,7 +45,7 @@ public:
     LONG MostOutstanding() const { return m_mostOutstanding; }
 
 private:
-    CDxAllocator() = default;
+    using CBaseAllocator::CBaseAllocator;
 
     HRESULT RenewMemory();
     HRESULT AddSample();

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::int32_t kChannels = 2;
+constexpr WORD kChannels = 2;
 constexpr std::int64_t kTicksPerSecond = 10'000'000; // of 100 ns
 constexpr int kMostPins = 256;                       // an enumerator that never ends is not followed further
 
@@ -33,7 +33,7 @@ CDxFilterGraph::CDxFilterGraph(HRESULT* result, CForeignGuardPtr guard)
     *result = ::CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
         reinterpret_cast<void**>(&m_builder));
     if (SUCCEEDED(*result))
-        *result = CDxAllocator::Create(&m_allocator);
+        *result = CDxAllocator::Create(&m_allocator, m_guard);
     if (SUCCEEDED(*result))
         *result = m_builder->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&m_control));
 }
@@ -166,15 +166,11 @@ HRESULT CDxFilterGraph::FindPin(PIN_DIRECTION direction, IPin** pin) {
     return result;
 }
 
-HRESULT CDxFilterGraph::FormatType(WORD channels, CMediaType* type) const {
-    return type->SetAudio(FloatFormat(channels, m_sampleRate));
-}
-
 HRESULT CDxFilterGraph::Connect() {
     CMediaType stereo;
     CMediaType mono;
-    RETURN_IF_FAILED(FormatType(2, &stereo));
-    RETURN_IF_FAILED(FormatType(1, &mono));
+    RETURN_IF_FAILED(stereo.SetAudio(FloatFormat(kChannels, m_sampleRate)));
+    RETURN_IF_FAILED(mono.SetAudio(FloatFormat(1, m_sampleRate)));
     IPin* const sourceOutput = m_source->GetPin(0);
     IPin* const rendererInput = m_renderer->GetPin(0);
     RETURN_IF_FAILED(

@@ -29,7 +29,7 @@ public:
     CDxFilterGraph& operator=(const CDxFilterGraph&) = delete;
 
     /// Puts `effect` (kept with a reference; null for none) between source and renderer. A failed build
-    /// leaves the graph empty and gives the build's code.
+    /// gives its code; the effect stays the graph's, unconnected, until another one or null is set.
     HRESULT SetEffect(IBaseFilter* effect);
     /// Frames per second, and the most frames of one block. E_INVALIDARG below 1; a change rebuilds the
     /// graph.
@@ -60,7 +60,6 @@ private:
     HRESULT AddFilters();
     HRESULT FindPin(PIN_DIRECTION direction, IPin** pin);
     HRESULT Connect();
-    HRESULT FormatType(WORD channels, CMediaType* type) const;
     void Teardown();
     void DisconnectAll();
     HRESULT Control(HRESULT (STDMETHODCALLTYPE IMediaControl::*operation)());

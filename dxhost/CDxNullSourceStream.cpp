@@ -8,7 +8,7 @@
 
 namespace {
 
-// Two: the effect may still hold the one that the renderer shows while the next is filled.
+// Two: an effect may keep the sample of the block before while the next one is filled.
 constexpr LONG kBuffers = 2;
 
 } // namespace
@@ -62,7 +62,12 @@ HRESULT CDxNullSourceStream::DecideBufferSize(IMemAllocator* allocator, ALLOCATO
     request->cBuffers = kBuffers;
     request->cbBuffer = static_cast<LONG>(m_bufferBytes);
     ALLOCATOR_PROPERTIES actual{};
-    RETURN_IF_FAILED(Foreign([&] { return allocator->SetProperties(request, &actual); }));
+    HRESULT result = Foreign([&] { return allocator->SetProperties(request, &actual); });
+    // A graph manager may carry a reconnection out only when the buffers are made already: they fit as well
+    // then.
+    if (result == VFW_E_ALREADY_COMMITTED)
+        result = Foreign([&] { return allocator->GetProperties(&actual); });
+    RETURN_IF_FAILED(result);
     return actual.cbBuffer < request->cbBuffer ? E_FAIL : S_OK;
 }
 

@@ -12,7 +12,6 @@ public:
 
     void Lock() { ::EnterCriticalSection(&m_section); }
     void Unlock() { ::LeaveCriticalSection(&m_section); }
-    bool TryLock() { return ::TryEnterCriticalSection(&m_section) != FALSE; }
 
 private:
     CRITICAL_SECTION m_section;

@@ -19,7 +19,9 @@ struct ForeignFault {
 ///
 /// Destructors of the frames between here and the fault do NOT run: the body makes the foreign call and
 /// nothing else, and holds no lock, reference or sample of ours. Not caught: the process ending, a fault on
-/// another thread, a destroyed stack or heap. A fault costs a few microseconds, none costs nanoseconds.
+/// another thread, a destroyed stack or heap, and on 64-bit Windows a fault in a window procedure that the
+/// system calls meanwhile (it may swallow that one). A fault costs a few microseconds, none costs
+/// nanoseconds.
 bool RunGuarded(void (*body)(void*), void* context, ForeignFault* fault) noexcept;
 
 template <typename Body>
@@ -67,9 +69,10 @@ public:
     bool HasFaulted() const { return m_faulted.load(std::memory_order_acquire); }
     ForeignFault Fault() const { return m_fault; }
 
-private:
+    /// The effect has faulted in a call that did not go through here.
     void Condemn(const ForeignFault& fault) noexcept;
 
+private:
     std::atomic<bool> m_faulted = false;
     ForeignFault m_fault;
 };

@@ -1,9 +1,13 @@
 #include "dxhost/base/CBaseAllocator.h"
 
+#include <utility>
+
+CBaseAllocator::CBaseAllocator(CForeignGuardPtr guard)
+    : m_guard(guard != nullptr ? std::move(guard) : std::make_shared<CForeignGuard>()) {}
+
 CBaseAllocator::~CBaseAllocator() {
     DeleteFree();
-    if (m_notify != nullptr)
-        m_notify->Release();
+    m_guard->Release(m_notify);
 }
 
 STDMETHODIMP CBaseAllocator::QueryInterface(REFIID iid, void** out) {
@@ -23,12 +27,13 @@ STDMETHODIMP_(ULONG) CBaseAllocator::Release() {
 }
 
 STDMETHODIMP CBaseAllocator::SetNotify(IMemAllocatorNotifyCallbackTemp* notify) {
-    const CAutoLock lock(m_lock);
     if (notify != nullptr)
         notify->AddRef();
-    if (m_notify != nullptr)
-        m_notify->Release();
-    m_notify = notify;
+    {
+        const CAutoLock lock(m_lock);
+        std::swap(notify, m_notify);
+    }
+    m_guard->Release(notify);
     return S_OK;
 }
 
@@ -73,5 +78,5 @@ void CBaseAllocator::DeleteFree() {
 
 void CBaseAllocator::NotifyReturned() {
     if (m_notify != nullptr)
-        m_notify->NotifyRelease();
+        m_guard->Call([this] { return m_notify->NotifyRelease(); });
 }

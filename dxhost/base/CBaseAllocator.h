@@ -2,6 +2,7 @@
 
 #include "dxhost/base/CMediaSample.h"
 #include "support/CCritSec.h"
+#include "support/CForeignGuard.h"
 #include "support/com.h"
 
 #include <dshow.h>
@@ -24,7 +25,8 @@ public:
     STDMETHODIMP GetFreeCount(LONG* count) override;
 
 protected:
-    CBaseAllocator() = default;
+    /// guard: the door to whoever sets a callback; null makes one.
+    explicit CBaseAllocator(CForeignGuardPtr guard);
     virtual ~CBaseAllocator();
 
     /// A free sample with its first reference; null when there is none. One taker at a time (hold m_lock).
@@ -46,6 +48,7 @@ protected:
     bool m_changed = false; ///< the figures differ from what the buffers were made with
 
 private:
+    const CForeignGuardPtr m_guard;
     CRefCount m_references;
     std::atomic<CMediaSample*> m_free = nullptr;
     std::atomic<LONG> m_freeCount = 0;

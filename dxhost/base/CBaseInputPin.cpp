@@ -29,8 +29,7 @@ STDMETHODIMP CBaseInputPin::GetAllocator(IMemAllocator** allocator) {
         RETURN_IF_FAILED(::CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER,
             IID_IMemAllocator, reinterpret_cast<void**>(&m_allocator)));
     *allocator = m_allocator;
-    m_allocator->AddRef();
-    return S_OK;
+    return Foreign([this] { return m_allocator->AddRef(), S_OK; });
 }
 
 STDMETHODIMP CBaseInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL readOnly) {

@@ -33,7 +33,7 @@ public:
     HRESULT Inactive() override;
 
 protected:
-    /// Borrowed; null before the upstream pin announced one.
+    /// Borrowed; null before the upstream pin asked for or announced one.
     IMemAllocator* Allocator() const { return m_allocator; }
     bool IsReadOnly() const { return m_readOnly; }
 

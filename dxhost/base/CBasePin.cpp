@@ -107,9 +107,11 @@ HRESULT CBasePin::TryType(IPin* peer, const AM_MEDIA_TYPE& type) {
 STDMETHODIMP CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
     if (connector == nullptr || type == nullptr)
         return E_POINTER;
+    CMediaType offered; // the peer's own may be nonsense: it is read before anything is locked
+    RETURN_IF_FAILED(Foreign([&] { return offered.Set(*type); }));
     const CAutoLock lock(m_filter.Lock());
     RETURN_IF_FAILED(CheckFree());
-    HRESULT result = BeginConnection(connector, *type);
+    HRESULT result = BeginConnection(connector, offered);
     if (SUCCEEDED(result))
         result = CompleteConnect(connector);
     if (FAILED(result)) {
@@ -143,8 +145,7 @@ STDMETHODIMP CBasePin::ConnectedTo(IPin** peer) {
     *peer = m_peer;
     if (m_peer == nullptr)
         return VFW_E_NOT_CONNECTED;
-    m_peer->AddRef();
-    return S_OK;
+    return Foreign([this] { return m_peer->AddRef(), S_OK; });
 }
 
 STDMETHODIMP CBasePin::ConnectionMediaType(AM_MEDIA_TYPE* type) {
