@@ -22,6 +22,10 @@ void CloseByUser(HWND window) {
     ::SendMessageW(window, WM_SYSCOMMAND, SC_CLOSE, 0);
 }
 
+DWORD WINAPI DestroyDialog(void* dialog) {
+    return static_cast<CEditDlg*>(dialog)->Destroy() ? 1 : 0;
+}
+
 } // namespace
 
 TEST_CASE("the client area has the size asked for and the window is centred, on small parents too") {
@@ -91,5 +95,21 @@ TEST_CASE("the window goes with its object, and destroying one that has gone doe
         window = parent.Open(dialog);
         CHECK(::IsWindow(window));
     }
+    CHECK_FALSE(::IsWindow(window));
+}
+
+TEST_CASE("a window destroyed from another thread goes once its own thread takes messages, and is no longer "
+          "the object's") {
+    const Parent parent;
+    CEditDlg dialog;
+    const HWND window = parent.Open(dialog);
+    const HANDLE other = ::CreateThread(nullptr, 0, DestroyDialog, &dialog, 0, nullptr);
+    ::WaitForSingleObject(other, INFINITE);
+    ::CloseHandle(other);
+    CloseByUser(window); // nobody's any more: nothing is called
+    CHECK(dialog.Window() == nullptr);
+    MSG message;
+    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+        ::DispatchMessageW(&message);
     CHECK_FALSE(::IsWindow(window));
 }

@@ -62,3 +62,40 @@ TEST_CASE("replacing or destroying a lock waits for the thread that holds it") {
         CHECK(visitor.leaving);
     }
 }
+
+namespace {
+
+struct Sender {
+    CLockObj& lock;
+    HWND window;
+    HANDLE holding;
+    DWORD_PTR answer;
+};
+
+DWORD WINAPI HoldAndSend(void* argument) {
+    auto& self = *static_cast<Sender*>(argument);
+    const CLockObj guard(&self.lock);
+    ::SetEvent(self.holding);
+    ::Sleep(kHoldMs); // until the main thread waits
+    ::SendMessageTimeoutW(self.window, WM_GETTEXTLENGTH, 0, 0, SMTO_NORMAL, kSoonMs, &self.answer);
+    return 0;
+}
+
+} // namespace
+
+TEST_CASE("a thread that waits answers what the holder sends to its windows") {
+    CLockObj lock;
+    REQUIRE(lock.Create());
+    Sender sender{lock,
+        ::CreateWindowExW(0, L"STATIC", L"four", 0, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr),
+        ::CreateEventW(nullptr, TRUE, FALSE, nullptr), 0};
+    const HANDLE thread = ::CreateThread(nullptr, 0, HoldAndSend, &sender, 0, nullptr);
+    ::WaitForSingleObject(sender.holding, INFINITE);
+    lock.Lock();
+    lock.Unlock();
+    CHECK(sender.answer == 4);
+    ::WaitForSingleObject(thread, INFINITE);
+    ::CloseHandle(thread);
+    ::CloseHandle(sender.holding);
+    ::DestroyWindow(sender.window);
+}

@@ -251,3 +251,19 @@ TEST_CASE("a dropped output leaves the sample to the effect") {
     CHECK(rig.graph->ReleaseOutput() == S_OK);
     CHECK(rig.Process(Ramp(512), &out) == S_OK);
 }
+
+TEST_CASE("a reconnection that the graph manager carries out late leaves the graph working") {
+    Rig rig;
+    rig.effects.Plan().inPlace = true;
+    REQUIRE(rig.Start() == S_OK);
+    REQUIRE(rig.graph->Stop() == S_OK);
+    FILTER_INFO info{};
+    ComPtr<IPin> input;
+    REQUIRE(rig.effect->QueryFilterInfo(&info) == S_OK);
+    REQUIRE(rig.effect->FindPin(L"In", &input) == S_OK);
+    CHECK(info.pGraph->Reconnect(input.Get()) == S_OK);
+    info.pGraph->Release();
+    REQUIRE(rig.graph->Run() == S_OK);
+    const float* out = nullptr;
+    CHECK(rig.Process(Ramp(512), &out) == S_OK);
+}

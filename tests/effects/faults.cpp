@@ -47,6 +47,9 @@ void Break(Fault fault) {
     case Fault::ForeignThrow:
         ::RaiseException(0xE06D7363, EXCEPTION_NONCONTINUABLE, 0, nullptr);
         break;
+    case Fault::CallBack:
+        Shared().plan.callback(Shared().plan.callbackArgument);
+        break;
     case Fault::StackOverflow:
         g_zero = Descend(0);
         break;

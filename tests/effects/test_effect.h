@@ -65,6 +65,7 @@ enum class Fault : int {
     FloatDivide,
     ForeignThrow, ///< what another compiler's C++ exception raises
     StackOverflow,
+    CallBack, ///< calls the plan's callback, as an effect does that takes the thread's messages
     Count
 };
 
@@ -87,6 +88,8 @@ struct TestEffectPlan {
     Place place = Place::None;
     Fault fault = Fault::None;
     int nth = 1; ///< which call at `place`
+    void (*callback)(void*) = nullptr;
+    void* callbackArgument = nullptr;
 };
 
 struct TestEffectBlock {

@@ -390,3 +390,37 @@ TEST_CASE("absurd calls and records do nothing worse than fail, and the next con
     REQUIRE(host.Begin(kStereo16, CLSID_TestEffect) == 1);
     CHECK(host.Run(kStereo16, before, 100) == before);
 }
+
+TEST_CASE("a host that is let in from within the effect is turned away, and the call that runs goes on") {
+    CModule module;
+    CTestEffects effects;
+    CHost host(module);
+    struct Intruder {
+        CModule& module;
+        CHost& host;
+        DWORD results;
+    } intruder{module, host, 0};
+    for (const Place place : {Place::CreatePage, Place::Run, Place::Load, Place::Receive, Place::Save}) {
+        CAPTURE(static_cast<int>(place));
+        effects.Reset();
+        effects.Plan().place = place;
+        effects.Plan().fault = Fault::CallBack;
+        effects.Plan().callbackArgument = &intruder;
+        effects.Plan().callback = [](void* argument) {
+            auto& self = *static_cast<Intruder*>(argument);
+            Bytes data(40);
+            DSPAudioBlock block = CHost::Block(kStereo16, data.data(), data.size(), false);
+            self.results += self.host.Begin(kStereo16, CLSID_TestEffect);
+            self.results += self.module.PassAudioBlock(self.host.instance, &block);
+            self.module.ShowConfigBit(self.host.instance, nullptr, 0, 0, L"x=X00");
+            self.module.RemoveConfigBit(self.host.instance, 0);
+            self.module.Destroy(self.host.instance);
+        };
+        REQUIRE(host.Begin(kStereo16, CHost::SettingsFor(L"n", CLSID_TestEffect, {0, 0, 0x80, 0x3F})) == 1);
+        CHECK(host.Run(kStereo16, Shorts({7, 8}), 1) == Shorts({7, 8}));
+        CHECK(std::wstring(module.RemoveConfigBit(host.instance, 0)).size() > 50);
+        CHECK(effects.Calls(place) >= 1);
+        CHECK(intruder.results == 0);
+        CHECK(effects.Record().liveObjects == 2);
+    }
+}
