@@ -1,12 +1,14 @@
 #include "config/candidates.h"
 
+#include "config/PlugInElem.h"
 #include "support/handles.h"
 
 #include <dshow.h>
 #include <wrl/client.h>
 #include <cstring>
 #include <new>
-#include <optional>
+#include <string>
+#include <vector>
 
 using Microsoft::WRL::ComPtr;
 
@@ -16,16 +18,14 @@ constexpr ULONG kMaxFilters = 1024;
 constexpr DWORD kMinimumMerit = 0x200000;
 constexpr int kMaxNameBytes = 1024; // with the terminator
 
-// Empty when the bag has no such text.
-std::wstring ReadText(IPropertyBag* bag, const wchar_t* property) {
+bool ReadText(IPropertyBag* bag, const wchar_t* property, std::wstring& text) {
     VARIANT value;
     ::VariantInit(&value);
     value.vt = VT_BSTR;
-    std::wstring text;
-    if (SUCCEEDED(bag->Read(property, &value, nullptr)) && value.vt == VT_BSTR && value.bstrVal != nullptr)
-        text = value.bstrVal;
+    const bool read = SUCCEEDED(bag->Read(property, &value, nullptr)) && value.vt == VT_BSTR;
+    text = read && value.bstrVal != nullptr ? value.bstrVal : L"";
     ::VariantClear(&value);
-    return text;
+    return read;
 }
 
 bool IsSoftSynth(const std::wstring& clsidText) {
@@ -34,23 +34,23 @@ bool IsSoftSynth(const std::wstring& clsidText) {
            ERROR_SUCCESS;
 }
 
-std::optional<Candidate> ReadCandidate(IMoniker* moniker) {
+// Null name: this filter is not offered.
+void ReadCandidate(IMoniker* moniker, PlugInElem& candidate) {
     ComPtr<IPropertyBag> bag;
     if (FAILED(moniker->BindToStorage(nullptr, nullptr, IID_PPV_ARGS(&bag))))
-        return std::nullopt;
-    Candidate candidate;
-    const std::wstring clsidText = ReadText(bag.Get(), L"CLSID");
-    if (FAILED(::CLSIDFromString(clsidText.c_str(), &candidate.clsid)) || IsSoftSynth(clsidText))
-        return std::nullopt;
+        return;
+    std::wstring clsidText;
+    if (!ReadText(bag.Get(), L"CLSID", clsidText) ||
+        FAILED(::CLSIDFromString(clsidText.c_str(), &candidate.clsid)) || IsSoftSynth(clsidText))
+        return;
     char name[kMaxNameBytes];
-    const std::wstring friendlyName = ReadText(bag.Get(), L"FriendlyName");
-    if (::WideCharToMultiByte(CP_ACP, 0, friendlyName.c_str(), -1, name, kMaxNameBytes, nullptr, nullptr) ==
-        0)
-        return std::nullopt;
-    if (std::strncmp(name, "VST ", 4) == 0)
-        return std::nullopt;
-    candidate.name = name;
-    return candidate;
+    std::wstring friendlyName;
+    if (!ReadText(bag.Get(), L"FriendlyName", friendlyName) ||
+        ::WideCharToMultiByte(CP_ACP, 0, friendlyName.c_str(), -1, name, kMaxNameBytes, nullptr, nullptr) ==
+            0)
+        return;
+    if (std::strncmp(name, "VST ", 4) != 0)
+        candidate.name = CopyName(name);
 }
 
 ComPtr<IEnumMoniker> FindFilters() {
@@ -66,20 +66,22 @@ ComPtr<IEnumMoniker> FindFilters() {
 
 } // namespace
 
-std::vector<Candidate> EnumCandidates() {
-    std::vector<Candidate> candidates;
+void EnumCandidates(CStructArray& candidates) {
+    candidates.Clear();
     try {
         std::vector<ComPtr<IMoniker>> monikers(kMaxFilters);
         static_assert(sizeof(ComPtr<IMoniker>) == sizeof(IMoniker*));
         const ComPtr<IEnumMoniker> filters = FindFilters();
         ULONG fetched = 0;
         if (!filters || FAILED(filters->Next(kMaxFilters, monikers.front().GetAddressOf(), &fetched)))
-            return candidates;
-        for (ULONG i = 0; i < fetched; ++i)
-            if (auto candidate = ReadCandidate(monikers[i].Get()))
-                candidates.push_back(std::move(*candidate));
+            return;
+        for (ULONG i = 0; i < fetched; ++i) {
+            PlugInElem candidate;
+            ReadCandidate(monikers[i].Get(), candidate);
+            if (candidate.name != nullptr && !candidates.Append(candidate))
+                return;
+        }
     } catch (const std::bad_alloc&) {
         // What was found so far serves.
     }
-    return candidates;
 }

@@ -6,6 +6,7 @@
 #define CLI11_HAS_FILESYSTEM 0
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <map>
 
 namespace {
 
@@ -44,15 +45,21 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     app.footer(kFooter);
     AddConvert(app, result.convert);
     app.add_subcommand("effects", "Lists the installed effects: class id and name");
+    app.add_subcommand("list", "Lists the effects that the last scan stored as usable");
+    CLI::App* scan = app.add_subcommand("scan", "Finds and tests effects, and stores the usable ones");
+    scan->add_flag("--headless", result.scan.headless, "Tests all candidates without the scanner's window");
+    CLI::App* check = app.add_subcommand("check", "Tests one effect and says why it is refused");
+    check->add_option("EFFECT", result.check, "Effect, by name or class id {...}")->required();
     app.add_subcommand("version", "Prints the version");
     try {
         std::reverse(arguments.begin(), arguments.end());
         app.parse(arguments);
         if (app.get_subcommands().empty())
-            throw CLI::RequiredError("convert, effects or version");
-        result.verb = app.got_subcommand("convert")   ? Verb::Convert
-                      : app.got_subcommand("effects") ? Verb::Effects
-                                                      : Verb::Version;
+            throw CLI::RequiredError("a verb");
+        static const std::map<std::string, Verb> kVerbs{{"convert", Verb::Convert},
+            {"effects", Verb::Effects}, {"list", Verb::List}, {"scan", Verb::Scan}, {"check", Verb::Check},
+            {"version", Verb::Version}};
+        result.verb = kVerbs.at(app.get_subcommands().front()->get_name());
     } catch (const CLI::CallForHelp&) {
         Print(STD_OUTPUT_HANDLE, app.help());
     } catch (const CLI::ParseError& error) {

@@ -5,11 +5,13 @@
 #include <string>
 #include <vector>
 
-enum class Verb { None, Convert, Effects, Version };
+enum class Verb { None, Convert, Effects, List, Scan, Check, Version };
 
 struct CommandLine {
     Verb verb = Verb::None; // None: help was asked for and is printed
     ConvertOptions convert;
+    ScanOptions scan;
+    std::string check; // the effect
 };
 
 /// arguments: UTF-8, without the program's name. Throws CError with ExitCode::Usage.

@@ -1,5 +1,6 @@
 #include "dxconv/find_effect.h"
 
+#include "config/PlugInElem.h"
 #include "config/candidates.h"
 #include "dxconv/CError.h"
 #include "dxconv/text.h"
@@ -7,6 +8,12 @@
 
 #include <objbase.h>
 #include <vector>
+
+namespace {
+
+constexpr int kGrowRecords = 16;
+
+} // namespace
 
 std::wstring ClsidText(const GUID& clsid) {
     wchar_t text[40];
@@ -19,8 +26,11 @@ FoundEffect FindEffect(const std::string& nameOrClsid) {
     GUID clsid{};
     const bool byClsid = wanted.starts_with(L'{') && SUCCEEDED(::CLSIDFromString(wanted.c_str(), &clsid));
     std::vector<FoundEffect> found;
-    for (const Candidate& candidate : EnumCandidates()) {
-        const std::wstring name = AnsiToWide(candidate.name.c_str());
+    CStructArray candidates(sizeof(PlugInElem), kGrowRecords);
+    EnumCandidates(candidates);
+    for (int i = 0; i < candidates.GetCount(); ++i) {
+        const PlugInElem& candidate = *PlugInAt(candidates, i);
+        const std::wstring name = AnsiToWide(candidate.name);
         if (byClsid ? candidate.clsid == clsid
                     : ::CompareStringOrdinal(name.c_str(), -1, wanted.c_str(), -1, TRUE) == CSTR_EQUAL)
             found.push_back({candidate.clsid, name});

@@ -18,6 +18,15 @@ void Run(std::vector<std::string> arguments) {
     case Verb::Effects:
         RunEffects();
         break;
+    case Verb::List:
+        RunList();
+        break;
+    case Verb::Scan:
+        RunScan(commandLine.scan);
+        break;
+    case Verb::Check:
+        RunCheck(commandLine.check);
+        break;
     case Verb::Version:
         RunVersion();
         break;

@@ -16,8 +16,16 @@ struct ConvertOptions {
     bool quiet = false;
 };
 
+struct ScanOptions {
+    bool headless = false; // without the dialog: tries all candidates
+};
+
 // One function a verb. COM is initialised (single-threaded apartment). Errors: CError.
 
 void RunConvert(const ConvertOptions& options);
 void RunEffects();
+void RunList();
+void RunScan(const ScanOptions& options);
+/// effect: name or class id. Throws, after what it found is printed, when the effect can't be used.
+void RunCheck(const std::string& effect);
 void RunVersion();

@@ -100,11 +100,16 @@ HRESULT CDxFilterGraph::Build() {
         return S_OK;
     if (m_builder == nullptr || m_allocator == nullptr)
         return E_FAIL;
+    m_stage = Stage::None;
+    m_outputChannels = 0;
     RETURN_IF_FAILED(MakeFilters());
     RETURN_IF_FAILED(AddFilters());
     RETURN_IF_FAILED(FindPin(PINDIR_INPUT, &m_effectInput));
     RETURN_IF_FAILED(FindPin(PINDIR_OUTPUT, &m_effectOutput));
+    m_stage = Stage::Joined;
     RETURN_IF_FAILED(Connect());
+    m_stage = Stage::OutputConnected;
+    m_outputChannels = m_renderer->Format().nChannels;
     RETURN_IF_FAILED(m_allocator->Alloc());
     m_connected = true;
     return S_OK;
@@ -175,6 +180,7 @@ HRESULT CDxFilterGraph::Connect() {
     IPin* const rendererInput = m_renderer->GetPin(0);
     RETURN_IF_FAILED(
         m_guard->Call([&] { return m_builder->ConnectDirect(sourceOutput, m_effectInput, &stereo); }));
+    m_stage = Stage::InputConnected;
     const HRESULT connected =
         m_guard->Call([&] { return m_builder->ConnectDirect(m_effectOutput, rendererInput, &stereo); });
     if (SUCCEEDED(connected))
@@ -254,6 +260,7 @@ HRESULT CDxFilterGraph::Process(const float** data, std::int32_t frames) {
     const REFERENCE_TIME start = m_position * kTicksPerSecond / m_sampleRate;
     // An effect that gives nothing for this block must not be answered with the block before.
     m_renderer->ReleaseSample();
+    m_framesGiven = 0;
     m_source->Stream().SetPendingData(reinterpret_cast<const std::uint8_t*>(*data));
     const HRESULT delivered =
         m_source->Stream().DeliverBlock(start, static_cast<std::uint32_t>(frames), m_discontinuity);
@@ -269,6 +276,7 @@ HRESULT CDxFilterGraph::TakeOutput(const float** data, std::uint32_t frames) {
     std::uint32_t count = 0;
     std::uint32_t readable = 0;
     RETURN_IF_FAILED(m_renderer->GetOutput(&bytes, &count, &readable));
+    m_framesGiven = count;
     if (count != frames)
         return E_FAIL;
     *data = reinterpret_cast<const float*>(bytes);

@@ -53,6 +53,14 @@ public:
     /// Drops the sample behind the last result. Always S_OK.
     HRESULT ReleaseOutput();
 
+    /// How far the last build came.
+    enum class Stage { None, Joined, InputConnected, OutputConnected };
+    Stage Built() const { return m_stage; }
+    /// Channels of the effect's output in the last build; 0 when it was not connected.
+    int OutputChannels() const { return m_outputChannels; }
+    /// Frames that the effect gave for the last block; 0 for none.
+    std::uint32_t FramesGiven() const { return m_framesGiven; }
+
 private:
     HRESULT Rebuild();
     HRESULT Build();
@@ -78,6 +86,9 @@ private:
     CDxAllocator* m_allocator = nullptr;
     IPin* m_effectInput = nullptr;
     IPin* m_effectOutput = nullptr;
+    Stage m_stage = Stage::None;
+    int m_outputChannels = 0;
+    std::uint32_t m_framesGiven = 0;
     std::int64_t m_position = 0;
     bool m_discontinuity = false;
     std::vector<float> m_padded; // stands in for an output sample too short to be read as stereo

@@ -1,0 +1,31 @@
+#include "config/PlugInList.h"
+
+#include "config/CEnumDlg.h"
+#include "config/PlugInElem.h"
+#include "config/plugin_store.h"
+#include "resources/resource.h"
+
+#include <objbase.h>
+
+CStructArray PlugInList(sizeof(PlugInElem), 16);
+CLockObj PlugInListLock;
+
+void LoadPlugInList(HWND form) {
+    StoredList stored = StoredList::Missing;
+    {
+        const CLockObj lock(&PlugInListLock);
+        stored = ReadStoredPlugIns(PlugInList);
+    }
+    if (stored == StoredList::Missing || stored == StoredList::Damaged)
+        ScanAndStorePlugInList(form);
+}
+
+void ScanAndStorePlugInList(HWND form) {
+    const CLockObj lock(&PlugInListLock);
+    // A host's window thread need not have COM; without it no filter would be found.
+    const HRESULT com = ::CoInitialize(nullptr);
+    CEnumDlg().DoModal(form == nullptr ? nullptr : ::GetParent(form), IDD_SCANNER, PlugInList);
+    if (SUCCEEDED(com))
+        ::CoUninitialize();
+    StorePlugIns(PlugInList);
+}
