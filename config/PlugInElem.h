@@ -8,7 +8,7 @@
 class PlugInElem : public ArrayElem {
 public:
     PlugInElem() = default;
-    ~PlugInElem() { Free(); }
+    ~PlugInElem() { PlugInElem::Free(); }
 
     void Free() override;
     void Detach() override { name = nullptr; }

@@ -34,8 +34,10 @@ void ScanHeadless() {
         PlugInElem& candidate = *PlugInAt(candidates, i);
         const std::string name = Utf8(AnsiToWide(candidate.name));
         const std::string refusal = RefusalText(TryCandidate(candidate.clsid));
-        Print(STD_OUTPUT_HANDLE,
-            (refusal.empty() ? "usable   " + name : "refused  " + name + ": " + refusal) + "\n");
+        std::string line = (refusal.empty() ? "usable   " : "refused  ") + name;
+        if (!refusal.empty())
+            line += ": " + refusal;
+        Print(STD_OUTPUT_HANDLE, line + "\n");
         if (refusal.empty() && !usable.Append(candidate))
             throw CError(ExitCode::Internal, "scan", "not enough memory; close other programs");
     }
