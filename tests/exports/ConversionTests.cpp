@@ -49,7 +49,7 @@ TEST_CASE("without an effect every block comes back as it was, the last one too"
         DSPAudioBlock block = CHost::Block(kStereo16, data.data(), data.size(), true);
         CHECK(module.PassAudioBlock(host.instance, &block) == 1);
         CHECK(block.pData == data.data());
-        CHECK(block.nDurationMs == 4711);
+        CHECK(UINT64{block.nDurationMs} == 4711);
         CHECK(data == before);
     }
 }
@@ -158,11 +158,11 @@ TEST_CASE(
     Bytes data = Shorts(std::vector<std::int16_t>(882, 3000));
     DSPAudioBlock block = CHost::Block(kStereo16, data.data(), data.size(), false);
     REQUIRE(module.PassAudioBlock(host.instance, &block) == 1);
-    CHECK(block.nDurationMs == 4711);
+    CHECK(UINT64{block.nDurationMs} == 4711);
     DSPAudioBlock last = CHost::Block(kStereo16, nullptr, 0, true);
     REQUIRE(module.PassAudioBlock(host.instance, &last) == 1);
     CHECK(last.nBytes == 512 * 4);
-    CHECK(last.nDurationMs == 512 * 4 * 1000 / 176400);
+    CHECK(UINT64{last.nDurationMs} == 512 * 4 * 1000 / 176400);
     REQUIRE(last.pData != nullptr);
     std::int16_t sample = 0;
     std::memcpy(&sample, last.pData + 440 * 4, 2);
