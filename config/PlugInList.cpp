@@ -4,8 +4,7 @@
 #include "config/PlugInElem.h"
 #include "config/plugin_store.h"
 #include "resources/resource.h"
-
-#include <objbase.h>
+#include "support/com.h"
 
 CStructArray PlugInList(sizeof(PlugInElem), 16);
 CLockObj PlugInListLock;
@@ -23,9 +22,7 @@ void LoadPlugInList(HWND form) {
 void ScanAndStorePlugInList(HWND form) {
     const CLockObj lock(&PlugInListLock);
     // A host's window thread need not have COM; without it no filter would be found.
-    const HRESULT com = ::CoInitialize(nullptr);
+    const CComApartment com;
     CEnumDlg().DoModal(form == nullptr ? nullptr : ::GetParent(form), IDD_SCANNER, PlugInList);
-    if (SUCCEEDED(com))
-        ::CoUninitialize();
     StorePlugIns(PlugInList);
 }

@@ -2,6 +2,7 @@
 
 #include "dxhost/CDxFilterGraph.h"
 #include "support/hresult.h"
+#include "support/module.h"
 
 #include <ocidl.h>
 #include <exception>
@@ -20,6 +21,8 @@ public:
             m_graph->SetEffect(nullptr);
         m_graph.reset();
         m_guard->Release(m_filter);
+        if (m_module != nullptr && !m_guard->HasFaulted()) // what was left behind still needs its code
+            ::FreeLibrary(m_module);
     }
     CTestRun(const CTestRun&) = delete;
     CTestRun& operator=(const CTestRun&) = delete;
@@ -51,7 +54,9 @@ private:
             return ::CoCreateInstance(
                 clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, reinterpret_cast<void**>(&m_filter));
         }));
-        return m_filter == nullptr ? E_NOINTERFACE : S_OK;
+        if (m_filter == nullptr)
+            return E_NOINTERFACE;
+        return m_guard->Call([this] { m_module = HoldModuleOf(*reinterpret_cast<void**>(m_filter)); });
     }
 
     HRESULT CountPages() {
@@ -94,6 +99,7 @@ private:
     CandidateVerdict& m_verdict;
     const CForeignGuardPtr m_guard;
     IBaseFilter* m_filter = nullptr;
+    HMODULE m_module = nullptr;
     std::unique_ptr<CDxFilterGraph> m_graph;
     bool m_running = false;
 };
