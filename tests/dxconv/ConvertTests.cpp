@@ -1,161 +1,140 @@
-#include "dxconv/files.h"
+#include "dxconv/CInputFile.h"
+#include "dxconv/CWavWriter.h"
 #include "tests/dxconv/fixture.h"
-
-#include <doctest/doctest.h>
 
 namespace {
 
-const std::string kBefore = Chunk("LIST", Noise(7)) + Chunk("JUNK", Noise(130'001)) + Chunk("zero", "");
+const std::string kFormat = Chunk("fmt ", Format(1, 2, 16));
 const std::string kAfter = Chunk("id3 ", Noise(3)) + Chunk("cue ", Noise(28));
 
-std::string Ascii(const std::string& utf16) {
-    std::string text;
-    for (std::size_t i = 0; i < utf16.size(); i += 2)
-        text += utf16[i];
-    return text;
+std::string Chunks(std::size_t frames, std::uint32_t data, const std::string& audioAndRest) {
+    return kFormat + Chunk("fact", Le(frames, 4)) + "data" + Le(data, 4) + audioAndRest;
+}
+
+std::string Rf64(std::uint64_t riff, std::uint64_t data, std::uint64_t frames, const std::string& chunks) {
+    return "RF64" + Le(kNo32BitSize, 4) + "WAVE" +
+           Chunk("ds64", Le(riff, 8) + Le(data, 8) + Le(frames, 8) + Le(0, 4)) + chunks;
 }
 
 } // namespace
 
-TEST_CASE("without an effect every format comes back bit for bit") {
-    const CTestFolder folder;
-    const struct {
-        unsigned tag, bits;
-    } formats[] = {{1, 8}, {1, 16}, {1, 24}, {1, 32}, {3, 32}, {0xFFFE, 16}, {0xFFFE, 24}};
-    for (const auto& f : formats)
+TEST_CASE("without an effect every file comes back bit for bit, whatever it holds") {
+    std::vector<std::string> files = {Riff(kFormat + "data" + Le(403, 4) + Noise(403)), // without pad byte
+        Riff(kFormat + kFormat + Chunk("data", Noise(4)) + Chunk("data", Noise(4)))};
+    const std::string before = Chunk("LIST", Noise(7)) + Chunk("JUNK", Noise(130'001)) + Chunk("zero", "");
+    const unsigned formats[][2] = {{1, 8}, {1, 16}, {1, 24}, {1, 32}, {3, 32}, {0xFFFE, 16}, {0xFFFE, 24}};
+    for (const auto& [tag, bits] : formats)
         for (const unsigned channels : {1, 2, 3, 8})
-            for (const char* blockMs : {"1", "7", "60000"}) {
-                CAPTURE(f.tag);
-                CAPTURE(f.bits);
-                CAPTURE(channels);
-                CAPTURE(blockMs);
-                const std::string audio = Noise(101 * channels * f.bits / 8);
-                const std::string in = Riff(kBefore + Chunk("fmt ", Format(f.tag, channels, f.bits)) +
-                                            Chunk("fact", Le(101, 4)) + Chunk("data", audio) + kAfter);
-                const RunResult run = Convert(
-                    folder.Put("in.wav", in), folder.Path("out.wav"), {"--block-ms", blockMs, "--quiet"});
-                CHECK(run.code == 0);
-                CHECK(run.out + run.err == "");
-                CHECK((folder.Get("out.wav") == in));
-            }
+            files.push_back(Riff(before + Chunk("fmt ", Format(tag, channels, bits)) + Chunk("fact", "any.") +
+                                 Chunk("data", Noise(101 * channels * bits / 8)) + kAfter));
+    const CTestFolder folder;
+    const std::string out = folder.Path("out.wav");
+    for (const std::string& file : files)
+        for (const char* ms : {"7", "60000"}) {
+            const RunResult run = Convert({folder.Put("in.wav", file), out, "--block-ms", ms, "--quiet"});
+            CHECK(run.code == 0);
+            CHECK(run.out + run.err == "");
+            CHECK((folder.Get("out.wav") == file));
+        }
 }
 
-TEST_CASE("odd files come back bit for bit as well") {
-    const CTestFolder folder;
-    const std::string stereo = Chunk("fmt ", Format(1, 2, 16));
-    const std::string files[] = {
-        Riff(stereo + Chunk("data", "")),
-        Riff(stereo + Chunk("data", Noise(403)) + kAfter),
-        Riff(stereo + "data" + Le(403, 4) + Noise(403)), // the pad byte is missing
-        Riff(stereo + Chunk("data", Noise(400))) + "TAG" + std::string(125, ' '),
-        Riff(stereo + stereo + Chunk("data", Noise(4)) + Chunk("data", Noise(4))),
-    };
-    for (const std::string& in : files) {
-        CHECK(Convert(folder.Put("in.wav", in), folder.Path("out.wav")).code == 0);
-        CHECK((folder.Get("out.wav") == in));
-    }
-}
-
-TEST_CASE("the module sees whole blocks in order and its calls in the contract's order") {
-    const CTestFolder folder;
-    const std::string audio = Noise(4 * 250 + 2);
-    const std::string head = Chunk("fmt ", Format(0xFFFE, 2, 16));
-    const std::string in = folder.Put("in.wav", Riff(head + Chunk("data", audio)));
+TEST_CASE("the module sees whole blocks in order, in a format that fits its record") {
+    // Its byte rate is wrong.
+    const std::string longFormat = Format(1, 2, 16).replace(8, 1, "?") + Le(500, 2) + Noise(500);
+    const std::pair<std::string, std::string> formats[] = {{longFormat, "1 4000 26 "},
+        {Format(1, 2, 16) + Le(9, 2), "1 4000 0 "}, {Format(0xFFFE, 2, 16), "65534 4000 22 "}};
     const std::string settings = FakeSettings("xor 165");
-    REQUIRE(
-        Convert(in, folder.Path("out.wav"), {"--settings", settings, "--log-dir", folder.Path(".")}).code ==
-        0);
-    std::string flipped = audio;
-    for (std::size_t i = 0; i < 1000; ++i)
-        flipped[i] = static_cast<char>(flipped[i] ^ 165);
-    CHECK((folder.Get("out.wav") == Riff(head + Chunk("data", flipped))));
-    CHECK(
-        Ascii(folder.Get("trace.log")) == "Create\r\nBegin 65534 2 1000 4000 16 22 " + settings +
-                                              "\r\nPass 400\r\nPass 400\r\nPass 200 last\r\nEnd\r\nAfter\r\n"
-                                              "Destroy\r\n");
-    CHECK(folder.Get("error.log") == "");
-    CHECK(folder.Get("info.log") == "");
-
-    folder.Put("in.wav", Riff(head + Chunk("data", "")));
-    folder.Put("trace.log", "");
-    REQUIRE(Convert(in, folder.Path("out.wav"), {"--log-dir", folder.Path(".")}).code == 0);
-    CHECK(Ascii(folder.Get("trace.log")).find("\r\nPass 0 last\r\nEnd") != std::string::npos);
+    std::string flipped = Noise(1000);
+    for (char& byte : flipped)
+        byte = static_cast<char>(byte ^ 165);
+    for (const auto& [body, seen] : formats) {
+        const CTestFolder folder;
+        const std::string file = Riff(Chunk("fmt ", body) + Chunk("data", Noise(1000) + "ab"));
+        const RunResult run =
+            Convert({"-", "-", "--settings", settings, "--log-dir", folder.Path(".")}, file);
+        CHECK((run.out == Riff(Chunk("fmt ", body) + Chunk("data", flipped + "ab"))));
+        CHECK(run.err.starts_with("-: 16-bit PCM, 2 channels, 1000 Hz, 250 frames in, 250 frames out, "));
+        CHECK(folder.GetUtf16("trace.log") ==
+              "Create\r\nBegin " + seen + settings +
+                  "\r\nPass 400\r\nPass 400\r\nPass 200 last\r\nEnd\r\nAfter\r\nDestroy\r\n");
+    }
 }
 
-TEST_CASE("a tail is appended and all sizes follow") {
-    const CTestFolder folder;
-    const std::string format = Chunk("fmt ", Format(1, 1, 8));
-    const auto file = [&](const std::string& audio, const std::string& after) {
-        return Riff(format + Chunk("fact", Le(audio.size(), 4)) + kBefore + Chunk("data", audio) + after);
-    };
-    for (const std::size_t length : {0, 100, 101})
-        for (const std::size_t tail : {1, 4})
-            for (const std::string& after : {std::string(), kAfter}) {
-                CAPTURE(length);
-                CAPTURE(tail);
-                const std::string audio = Noise(length);
-                // Behind an empty data chunk that ends the RIFF chunk they would pass for audio.
-                const std::string outside = length == 0 && after.empty() ? "" : "outside";
-                const std::string in = folder.Put("in.wav", file(audio, after) + outside);
-                const RunResult run = Convert(
-                    in, in, {"--settings", FakeSettings("tail " + std::to_string(tail)), "--block-ms", "50"});
-                CHECK(run.code == 0);
-                CHECK(run.out.find(std::to_string(length) + " frames in, " + std::to_string(length + tail) +
-                                   " frames out, tail " + std::to_string(tail) + " ms") != std::string::npos);
-                CHECK((run.err.find("7 bytes after the end") != std::string::npos) == !outside.empty());
-                CHECK((folder.Get("in.wav") == file(audio + std::string(tail, '\x11'), after) + outside));
-            }
-}
-
-TEST_CASE("a tail goes before the bytes of an incomplete frame, which stay last") {
-    const CTestFolder folder;
-    const std::string format = Chunk("fmt ", Format(1, 2, 16));
-    const std::string in = folder.Put("in.wav", Riff(format + Chunk("data", "123456")));
-    REQUIRE(Convert(in, folder.Path("out.wav"), {"--settings", FakeSettings("tail 4")}).code == 0);
-    CHECK(folder.Get("out.wav") == Riff(format + Chunk("data", "1234\x11\x11\x11\x11"
-                                                               "56")));
-}
-
-TEST_CASE("damaged sizes are mended and missing audio is said") {
-    const CTestFolder folder;
-    const std::string format = Chunk("fmt ", Format(1, 1, 16));
+TEST_CASE("all audio that is there is converted, whatever the sizes say, and with the tail they are right") {
+    const std::size_t after = kAfter.size();
     const struct {
-        std::uint32_t riff, data;
-        bool said;
-    } cases[] = {{0, 0, false}, {0xFFFFFFFF, 0xFFFFFFFF, false}, {36, 0, false}, {5036, 5000, true}};
-    for (const auto& c : cases) {
-        CAPTURE(c.data);
-        const std::string in = "RIFF" + Le(c.riff, 4) + "WAVE" + format + "data" + Le(c.data, 4) + Noise(500);
-        const RunResult run = Convert(folder.Put("in.wav", in), folder.Path("out.wav"), {"--quiet"});
-        CHECK(run.code == 0);
-        CHECK((run.err.find("4500 bytes of audio are missing") != std::string::npos) == c.said);
-        CHECK((folder.Get("out.wav") == Riff(format + Chunk("data", Noise(500)))));
-    }
+        const char* name;
+        std::size_t riff, data, audio;
+        std::string after, outside, warning;
+    } cases[] = {{"as stored", 60 + after, 12, 12, kAfter, "TAG", "dxconv: -: warning: 3"},
+        {"as stored, odd and in a frame", 62 + after, 13, 13, kAfter, "", ""},
+        {"no audio", 48 + after, 0, 0, kAfter, "", ""}, {"nothing after the head", 48, 0, 0, "", "", ""},
+        {"beyond the end, which is in a frame", 1048, 1000, 14, "", "", "dxconv: -: warning: 986"},
+        {"a stream's", 0xFFFFFFFF, 0xFFFFFFFF, 12, "", "", ""},
+        {"a crashed recorder's", 0, 0, 13, "", "", ""},
+        {"a crashed recorder's first", 48, 0, 12, "", "", ""}};
+    for (const auto& c : cases)
+        for (const std::size_t tail : {0, 1, 4}) {
+            CAPTURE(c.name);
+            CAPTURE(tail);
+            std::string audio = Noise(c.audio);
+            const std::string pad(c.after.empty() ? 0 : c.data % 2, '\0');
+            const std::string file = "RIFF" + Le(c.riff, 4) + "WAVE" +
+                                     Chunks(c.audio / 4, c.data, audio + pad + c.after + c.outside);
+            const std::string settings = FakeSettings("tail " + std::to_string(tail));
+            const RunResult run = Convert({"-", "-", "--quiet", "--settings", settings}, file);
+            audio.insert(c.audio / 4 * 4, tail, '\x11'); // an incomplete frame stays last
+            const std::string head = kFormat + Chunk("fact", Le(audio.size() / 4, 4));
+            CHECK(run.out == Riff(head + Chunk("data", audio) + c.after) + c.outside);
+            CHECK(run.err.substr(0, run.err.find(" bytes")) == c.warning);
+        }
 }
 
-TEST_CASE("names beyond ANSI and beyond 260 characters work") {
+TEST_CASE("IN may be OUT, and its name beyond ANSI and beyond 260 characters") {
     const CTestFolder folder;
-    const std::string wav = Riff(Chunk("fmt ", Format(1, 1, 16)) + Chunk("data", Noise(50)));
-    const std::string longName = std::string(240, 'x') + ".wav";
-    for (const std::string& name : {std::string("\xC3\xA9\xE6\xBC\xA2\xF0\x9F\x8E\xB5 a.wav"), longName}) {
-        const RunResult run = Convert(folder.Put(name, wav), folder.Path("out " + name));
-        CHECK(run.code == 0);
-        CHECK(run.out.find(folder.Path("out " + name)) == 0);
-        CHECK((folder.Get("out " + name) == wav));
+    const std::string names[] = {"\xC3\xA9\xE6\xBC\xA2\xF0\x9F\x8E\xB5 a.wav", std::string(240, 'x')};
+    for (const std::string& name : names) {
+        const std::string file = folder.Put(name, Riff(kFormat + Chunk("data", Noise(48))));
+        const RunResult run = Convert({file, file, "--settings", FakeSettings("tail 400")});
+        CHECK(run.out.starts_with(
+            file + ": 16-bit PCM, 2 channels, 1000 Hz, 12 frames in, 112 frames out, tail 100 ms"));
+        CHECK((folder.Get(name) == Riff(kFormat + Chunk("data", Noise(48) + std::string(400, '\x11')))));
     }
-    CHECK(folder.Path(longName).size() > 260);
 }
 
-TEST_CASE("streams go through standard input and output") {
-    const std::string format = Chunk("fmt ", Format(1, 1, 16));
-    const std::string audio = "\r\n\x1A\n" + Noise(300'000);
-    const std::string wav = Riff(format + Chunk("data", audio) + kAfter);
-    const std::string stream =
-        "RIFF" + Le(0xFFFFFFFF, 4) + "WAVE" + format + "data" + Le(0xFFFFFFFF, 4) + audio;
-    const auto run = [](const std::string& input) {
-        return RunDxconv({"convert", "-", "-", "--module", "fake_module.dll"}, input);
-    };
-    CHECK((run(wav).out == wav));
-    CHECK((run(stream).out == Riff(format + Chunk("data", audio))));
-    CHECK(run(wav).err.find("-: 150002 frames in, 150002 frames out, tail 0 ms") == 0);
+TEST_CASE("a file that outgrows 32-bit sizes becomes RF64 with every other byte kept") {
+    const std::string audio = Noise(3'000'000); // longer than the pieces that move up
+    const std::string in = Riff(Chunks(750'000, 3'000'000, audio + kAfter));
+    const CTestFolder folder;
+    CInputFile input(folder.Put("in.wav", in));
+    COutputFile output(folder.Path("out.wav"));
+    CWavReader reader(input, "in.wav");
+    reader.ReadHead(output);
+    CWavWriter writer(output, reader, in.size() - 8);
+    std::vector<std::uint8_t> block;
+    reader.ReadFrames(block, 750'000);
+    writer.WriteAudio(block.data(), block.size());
+    writer.WriteAudio("abcd", 4);
+    writer.Finish();
+    output.Commit();
+    const std::string chunks = Chunks(750'001, kNo32BitSize, audio + "abcd" + kAfter);
+    CHECK((folder.Get("out.wav") == Rf64(40 + chunks.size(), 3'000'004, 750'001, chunks)));
+}
+
+TEST_CASE("an RF64 file stays one and only its sizes change") {
+    const std::string audio = Noise(100);
+    const std::string whole = Rf64(184, 100, 25, Chunks(25, kNo32BitSize, audio + "outside"));
+    CHECK(Convert({"-", "-"}, whole).out == whole);
+    const struct {
+        std::string in;
+        std::uint64_t riff;
+        std::string rest;
+    } cases[] = {{whole, 188, "outside"},
+        {"BW64" + Rf64(0, 0, 0, Chunks(0, 100, audio + "inside")).substr(4), 194, "inside"},
+        {Rf64(0, 1ull << 40, 0, Chunks(0, kNo32BitSize, audio)), 188, ""}};
+    for (const auto& c : cases) {
+        const std::string chunks = Chunks(26, kNo32BitSize, audio + "\x11\x11\x11\x11" + c.rest);
+        const RunResult run = Convert({"-", "-", "--settings", FakeSettings("tail 4")}, c.in);
+        CHECK(run.out == c.in.substr(0, 4) + Rf64(c.riff, 104, 26, chunks).substr(4));
+    }
 }

@@ -8,192 +8,136 @@
 
 #include <doctest/doctest.h>
 #include <mmreg.h>
-#include <wrl/client.h>
 #include <algorithm>
 #include <string>
 #include <vector>
 
-/// echo.dll, loaded from the folder above the working one, with COM around it.
+using Microsoft::WRL::ComPtr;
+
+/// echo.dll from the folder above, registered while this lives; no object may outlive it. COM is
+/// multithreaded: what is not at home there would come as a proxy, without IEcho.
 class CEchoModule {
 public:
     CEchoModule() {
-        REQUIRE(SUCCEEDED(::CoInitialize(nullptr)));
-        m_module = ::LoadLibraryW(L"..\\echo.dll");
-        REQUIRE(m_module != nullptr);
+        REQUIRE(SUCCEEDED(::CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
+        REQUIRE(Call("DllRegisterServer") == S_OK);
     }
     ~CEchoModule() {
-        CHECK(CanUnload() == S_OK);
+        CHECK(Call("DllCanUnloadNow") == S_OK);
+        CHECK(Call("DllUnregisterServer") == S_OK);
         ::FreeLibrary(m_module);
         ::CoUninitialize();
     }
-
-    HRESULT CanUnload() const { return Export<HRESULT(STDAPICALLTYPE*)()>("DllCanUnloadNow")(); }
-    HRESULT ClassObject(const GUID& clsid, const GUID& iid, void** out) const {
-        using Function = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
-        return Export<Function>("DllGetClassObject")(clsid, iid, out);
+    HRESULT Call(const char* name) const {
+        void* const function = reinterpret_cast<void*>(::GetProcAddress(m_module, name));
+        return reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(function)();
     }
     template <typename T>
-    Microsoft::WRL::ComPtr<T> Create(const GUID& clsid, const GUID& iid) const {
-        Microsoft::WRL::ComPtr<IClassFactory> factory;
-        REQUIRE(
-            ClassObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf())) == S_OK);
-        Microsoft::WRL::ComPtr<T> object;
-        REQUIRE(
-            factory->CreateInstance(nullptr, iid, reinterpret_cast<void**>(object.GetAddressOf())) == S_OK);
+    ComPtr<T> Create(const GUID& clsid) const {
+        ComPtr<T> object;
+        REQUIRE(::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&object)) == S_OK);
         return object;
     }
-    HMODULE Handle() const { return m_module; }
 
 private:
-    template <typename Function>
-    Function Export(const char* name) const {
-        return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(m_module, name)));
-    }
-    HMODULE m_module = nullptr;
+    const HMODULE m_module = ::LoadLibraryW(L"..\\echo.dll");
 };
 
-/// An upstream pin that offers every type, with 2 buffers of `kBufferBytes` from an allocator of its own or
-/// from the one it is offered.
+/// An upstream pin for every type, with two buffers of 8 KB from an allocator of its own.
 class CSourcePin : public CBaseOutputPin {
 public:
-    static constexpr LONG kBufferBytes = 8192;
     explicit CSourcePin(CBaseFilter& filter) : CBaseOutputPin(filter, L"Source", nullptr) {}
-    using CBaseOutputPin::Allocator;
-
     HRESULT CheckMediaType(const AM_MEDIA_TYPE*) override { return S_OK; }
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES*) override {
-        ALLOCATOR_PROPERTIES request{2, kBufferBytes, 1, 0};
+        ALLOCATOR_PROPERTIES request{2, 8192, 1, 0};
         ALLOCATOR_PROPERTIES granted{};
         return allocator->SetProperties(&request, &granted);
     }
     HRESULT DecideAllocator(IMemInputPin* input, IMemAllocator** allocator) override {
-        if (m_takeOffer)
-            return input->GetAllocator(allocator), SizeAndNotify(input, *allocator, {}, false);
-        return InitAllocator(allocator), SizeAndNotify(input, *allocator, {}, m_readOnly);
+        InitAllocator(allocator);
+        return SizeAndNotify(input, *allocator, {}, m_readOnly);
     }
     bool m_readOnly = false;
-    bool m_takeOffer = false;
 };
 
-/// A downstream pin that takes every type, remembers what arrives and offers an allocator like any other pin.
+/// A downstream pin for every type that remembers what arrived last.
 class CSinkPin : public CBaseInputPin {
 public:
+    static constexpr REFERENCE_TIME kMarkedStart = 70;
     explicit CSinkPin(CBaseFilter& filter) : CBaseInputPin(filter, L"Sink", nullptr) {}
-    using CBaseInputPin::Allocator;
-
     HRESULT CheckMediaType(const AM_MEDIA_TYPE*) override { return S_OK; }
     STDMETHODIMP Receive(IMediaSample* sample) override {
-        BYTE* bytes = nullptr;
-        sample->GetPointer(&bytes);
-        const auto* const floats = reinterpret_cast<const float*>(bytes);
-        m_samples.assign(
-            floats, floats + static_cast<std::size_t>(sample->GetActualDataLength()) / sizeof(float));
-        REFERENCE_TIME end = 0;
-        m_timed = sample->GetTime(&m_start, &end);
-        m_discontinuity = sample->IsDiscontinuity() == S_OK;
-        m_last = sample;
+        float* floats = nullptr;
+        sample->GetPointer(reinterpret_cast<BYTE**>(&floats));
+        m_floats.assign(floats, floats + sample->GetActualDataLength() / 4);
+        REFERENCE_TIME times[2]{};
+        m_isMarked = sample->GetTime(&times[0], &times[1]) == VFW_S_NO_STOP_TIME &&
+                     times[0] == kMarkedStart && sample->IsDiscontinuity() == S_OK;
         return S_OK;
     }
-    STDMETHODIMP EndOfStream() override { return Note('e'); }
-    STDMETHODIMP BeginFlush() override { return Note('f'); }
-    STDMETHODIMP EndFlush() override { return Note('F'); }
-    STDMETHODIMP NewSegment(REFERENCE_TIME, REFERENCE_TIME, double) override { return Note('n'); }
-
-    std::vector<float> m_samples;
-    REFERENCE_TIME m_start = 0;
-    HRESULT m_timed = E_FAIL;
-    bool m_discontinuity = false;
-    const IMediaSample* m_last = nullptr; // to compare with only
+    STDMETHODIMP EndOfStream() override { return m_events += 'e', S_OK; }
+    STDMETHODIMP BeginFlush() override { return m_events += 'f', S_OK; }
+    STDMETHODIMP EndFlush() override { return m_events += 'F', S_OK; }
+    std::vector<float> m_floats;
     std::string m_events;
-
-private:
-    HRESULT Note(char event) { return m_events += event, S_OK; }
+    bool m_isMarked = false;
 };
 
-template <typename Pin>
-class COnePinFilter : public CBaseFilter {
+/// The effect, and around it one filter with a source and a sink.
+class CEchoRig : public CBaseFilter {
 public:
-    COnePinFilter() : CBaseFilter(GUID_NULL), m_pin(*this) {}
-    int GetPinCount() override { return 1; }
-    CBasePin* GetPin(int n) override { return n == 0 ? &m_pin : nullptr; }
-    Pin m_pin;
-};
-
-/// The type by which hosts connect float audio: subtype PCM, tag 3.
-inline WAVEFORMATEX FloatFormat(DWORD rate, WORD channels) {
-    const WORD frameBytes = static_cast<WORD>(channels * 4);
-    return {WAVE_FORMAT_IEEE_FLOAT, channels, rate, rate * frameBytes, frameBytes, 32, 0};
-}
-
-/// Source, effect and sink, connected without a graph and streaming between Start and Stop.
-class CEchoRig {
-public:
-    explicit CEchoRig(const CEchoModule& module)
-        : m_effect(module.Create<IBaseFilter>(kEchoFilterClsid, IID_IBaseFilter)) {
-        m_effect->QueryInterface(IID_IEcho, reinterpret_cast<void**>(m_echo.GetAddressOf()));
+    CEchoRig() : CBaseFilter(GUID_NULL) {
+        AddRef(); // its pins do not delete it
+        REQUIRE(m_echo.As(&m_effect) == S_OK);
         m_effect->FindPin(L"In", &m_in);
         m_effect->FindPin(L"Out", &m_out);
-        m_in->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(m_memIn.GetAddressOf()));
     }
-    ~CEchoRig() {
+    ~CEchoRig() override {
+        m_effect->Stop();
         Stop();
-        for (IPin* pin :
-            {static_cast<IPin*>(&Source()), m_in.Get(), m_out.Get(), static_cast<IPin*>(&Sink())})
+        for (IPin* const pin : std::initializer_list<IPin*>{&m_source, m_in.Get(), m_out.Get(), &m_sink})
             pin->Disconnect();
     }
+    int GetPinCount() override { return 2; }
+    CBasePin* GetPin(int n) override { return n == 0 ? static_cast<CBasePin*>(&m_source) : &m_sink; }
 
-    CSourcePin& Source() { return m_source->m_pin; }
-    CSinkPin& Sink() { return m_sink->m_pin; }
-
-    HRESULT ConnectInput(DWORD rate, WORD channels) {
+    void ConnectAndStart(DWORD rate, WORD channels, bool outputFirst = false) {
+        const WORD frameBytes = static_cast<WORD>(channels * 4);
         CMediaType type;
-        type.SetAudio(FloatFormat(rate, channels));
-        return Source().Connect(m_in.Get(), &type);
+        type.SetAudio({WAVE_FORMAT_IEEE_FLOAT, channels, rate, rate * frameBytes, frameBytes, 32, 0});
+        for (const bool output : {outputFirst, !outputFirst})
+            REQUIRE((output ? m_out->Connect(&m_sink, &type) : m_source.Connect(m_in.Get(), &type)) == S_OK);
+        Start();
     }
-    HRESULT ConnectOutput() { return m_out->Connect(&Sink(), nullptr); }
     void Start() {
-        for (IBaseFilter* filter : {static_cast<IBaseFilter*>(m_sink.Get()), m_effect.Get(),
-                 static_cast<IBaseFilter*>(m_source.Get())})
-            REQUIRE(filter->Pause() == S_OK);
+        REQUIRE(m_effect->Pause() == S_OK);
+        REQUIRE(Pause() == S_OK);
     }
-    void Stop() {
-        for (IBaseFilter* filter : {static_cast<IBaseFilter*>(m_sink.Get()), m_effect.Get(),
-                 static_cast<IBaseFilter*>(m_source.Get())})
-            filter->Stop();
-    }
-    void Set(LONG delayMs, LONG feedback, LONG mix) {
-        const LONG values[] = {delayMs, feedback, mix};
+    void Set(const LONG (&values)[kEchoParameters]) {
         for (DWORD n = 0; n < kEchoParameters; ++n)
             REQUIRE(m_echo->SetParameter(n, values[n]) == S_OK);
     }
-
-    /// One block through the effect; what arrived is in Sink(). The sample carries start time 70 and the
-    /// discontinuity mark. Afterwards `data` is what the sample holds.
+    /// One marked block through the effect; afterwards `data` is what the sample holds.
     HRESULT Push(std::vector<float>& data) {
-        Microsoft::WRL::ComPtr<IMediaSample> sample;
-        REQUIRE(Source().GetDeliveryBuffer(&sample, nullptr, nullptr, 0) == S_OK);
-        BYTE* bytes = nullptr;
-        sample->GetPointer(&bytes);
-        float* const floats = reinterpret_cast<float*>(bytes);
+        ComPtr<IMediaSample> sample;
+        REQUIRE(m_source.GetDeliveryBuffer(&sample, nullptr, nullptr, 0) == S_OK);
+        float* floats = nullptr;
+        sample->GetPointer(reinterpret_cast<BYTE**>(&floats));
         std::copy(data.begin(), data.end(), floats);
-        sample->SetActualDataLength(static_cast<LONG>(data.size() * sizeof(float)));
-        REFERENCE_TIME start = 70;
+        sample->SetActualDataLength(static_cast<LONG>(data.size() * 4));
+        REFERENCE_TIME start = CSinkPin::kMarkedStart;
         sample->SetTime(&start, nullptr);
         sample->SetDiscontinuity(TRUE);
-        const HRESULT result = Source().Deliver(sample.Get());
-        m_wasInPlace = Sink().m_last == sample.Get();
+        const HRESULT result = m_source.Deliver(sample.Get());
         data.assign(floats, floats + data.size());
         return result;
     }
 
-    Microsoft::WRL::ComPtr<IBaseFilter> m_effect;
-    Microsoft::WRL::ComPtr<IEcho> m_echo;
-    Microsoft::WRL::ComPtr<IPin> m_in;
-    Microsoft::WRL::ComPtr<IPin> m_out;
-    Microsoft::WRL::ComPtr<IMemInputPin> m_memIn;
-    bool m_wasInPlace = false;
-
-private:
-    Microsoft::WRL::ComPtr<COnePinFilter<CSourcePin>> m_source = new COnePinFilter<CSourcePin>;
-    Microsoft::WRL::ComPtr<COnePinFilter<CSinkPin>> m_sink = new COnePinFilter<CSinkPin>;
+    const CEchoModule m_module;
+    const ComPtr<IEcho> m_echo = m_module.Create<IEcho>(kEchoFilterClsid);
+    ComPtr<IBaseFilter> m_effect;
+    ComPtr<IPin> m_in;
+    ComPtr<IPin> m_out;
+    CSourcePin m_source{*this};
+    CSinkPin m_sink{*this};
 };
