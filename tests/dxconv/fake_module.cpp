@@ -1,7 +1,7 @@
 // A DSP module without DirectShow, for tests of the host. The name in the settings string says what it does:
 //   xor N     every byte of audio is xored with N, so that nothing passes by accident
 //   tail N    N bytes 0x11 are appended to the last block, in the module's own memory
-//   fail-begin, fail-block, crash-block, abort-block (the fourth), hang, slow (20 ms a block)
+//   fail-begin, fail-block, crash-block, abort-block (the fourth), hang, slow (50 ms a block)
 // Every call writes one line to the trace log.
 #include "dsp/dsp_api.h"
 
@@ -74,7 +74,7 @@ DWORD __cdecl DSP_PassAudioBlock(void*, DSPAudioBlock* block) {
     if (g_command == L"abort-block" && now)
         std::abort();
     if (g_command == L"slow" || g_command == L"hang")
-        Sleep(g_command == L"slow" ? 20 : INFINITE);
+        Sleep(g_command == L"slow" ? 50 : INFINITE);
     if (g_command == L"xor")
         for (INT32 i = 0; i < block->nBytes; ++i)
             block->pData[i] = static_cast<BYTE>(block->pData[i] ^ g_argument);
