@@ -11,7 +11,6 @@ public:
     CCritSec& operator=(const CCritSec&) = delete;
 
     void Lock() { ::EnterCriticalSection(&m_section); }
-    bool TryLock() { return ::TryEnterCriticalSection(&m_section) != FALSE; }
     void Unlock() { ::LeaveCriticalSection(&m_section); }
 
 private:
