@@ -41,8 +41,9 @@ INT_PTR CALLBACK CEnumDlg::DialogProc(HWND window, UINT message, WPARAM wParam, 
         return FALSE;
     if (message == WM_COMMAND)
         return dialog->OnCommand(LOWORD(wParam));
-    if (message == WM_SYSCOMMAND && wParam == SC_CLOSE) {
-        ::EndDialog(window, 0);
+    if (message == WM_SYSCOMMAND && (wParam & 0xFFF0) == SC_CLOSE) { // the lower bits are the system's
+        if (!dialog->m_scanning)
+            ::EndDialog(window, 0);
         return TRUE;
     }
     return FALSE;
@@ -90,6 +91,8 @@ int CALLBACK CEnumDlg::CompareRows(LPARAM left, LPARAM right, LPARAM self) {
 }
 
 INT_PTR CEnumDlg::OnCommand(WORD id) {
+    if (m_scanning)
+        return TRUE;
     switch (id) {
     case IDOK:
         Scan();
@@ -108,6 +111,7 @@ INT_PTR CEnumDlg::OnCommand(WORD id) {
 }
 
 void CEnumDlg::Scan() {
+    m_scanning = true;
     m_target->Clear();
     for (int row = 0; row < m_candidates.GetCount(); ++row) {
         PlugInElem* const candidate = PlugInAt(m_candidates, CandidateAt(row));
@@ -119,6 +123,7 @@ void CEnumDlg::Scan() {
         else
             Tick(row, false);
     }
+    m_scanning = false;
 }
 
 int CEnumDlg::CandidateAt(int row) const {

@@ -36,5 +36,6 @@ private:
     HWND m_window = nullptr;
     HWND m_rows = nullptr;
     CStructArray* m_target = nullptr;
+    bool m_scanning = false; ///< a candidate that takes messages must not get at the buttons
     CStructArray m_candidates;
 };
