@@ -11,6 +11,7 @@ public:
     CCritSec& operator=(const CCritSec&) = delete;
 
     void Lock() { ::EnterCriticalSection(&m_section); }
+    bool TryLock() { return ::TryEnterCriticalSection(&m_section) != FALSE; }
     void Unlock() { ::LeaveCriticalSection(&m_section); }
 
 private:
