@@ -111,7 +111,9 @@ INT_PTR CALLBACK CEditDlg::DialogProc(HWND window, UINT message, WPARAM wParam, 
         RunGuarded([window] { ::DestroyWindow(window); });
         return TRUE;
     }
-    if (message == WM_DESTROY && dialog != nullptr)
-        dialog->m_window = nullptr; // it goes with its owner
+    if (message == WM_DESTROY && dialog != nullptr) { // it goes with its owner
+        dialog->m_window = nullptr;
+        dialog->CloseByUser();
+    }
     return FALSE;
 }

@@ -16,7 +16,7 @@ public:
     CEditDlg(const CEditDlg&) = delete;
     CEditDlg& operator=(const CEditDlg&) = delete;
 
-    /// What happens when the user closes the window; null: it is destroyed.
+    /// What happens when the user closes the window, or when it goes with its owner; null: it is destroyed.
     void SetOnClose(OnClose onClose, void* argument);
 
     /// Makes the window, owned by `parent` and centred on it, its client area exactly clientWidth by

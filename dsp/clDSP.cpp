@@ -1,6 +1,5 @@
 #include "dsp/clDSP.h"
 
-#include "config/CNoSettingsForm.h"
 #include "dsp/CInEffect.h"
 #include "dsp/trace_log.h"
 #include "dxhost/CDXClient.h"
@@ -23,11 +22,10 @@ using CMalloced = std::unique_ptr<T, FreeMalloc>;
 
 } // namespace
 
-clDSP::clDSP(const DSPHostContext* context, std::unique_ptr<ISettingsForm> form)
-    : m_form(form != nullptr ? std::move(form) : std::make_unique<CNoSettingsForm>()),
-      m_output(kSettingsGrowBytes) {
+clDSP::clDSP(const DSPHostContext* context) : m_output(kSettingsGrowBytes) {
     if (context != nullptr)
         m_context = *context;
+    m_form.SetOwner(this);
     m_editor.SetOnClose([](void* instance) { static_cast<clDSP*>(instance)->CloseEditor(); }, this);
     m_lock.Create();
 }
@@ -38,6 +36,22 @@ clDSP::~clDSP() {
     const CInEffect inside(*this);
     TakeEditorDown();
     m_client.reset();
+}
+
+void clDSP::Destroy(clDSP* instance) {
+    if (instance == nullptr || instance->InEffect())
+        return;
+    if (instance->m_panelCalls == 0) {
+        delete instance;
+        return;
+    }
+    instance->m_retired = true;
+    instance->m_form.Close();
+}
+
+void clDSP::EndPanelCall() {
+    if (--m_panelCalls == 0 && m_retired)
+        delete this;
 }
 
 DWORD clDSP::Fail(const wchar_t* message, const char* function) {
@@ -74,6 +88,7 @@ DWORD clDSP::AfterConversion() {
 }
 
 HWND clDSP::ShowConfigBit(HWND parent, int x, int y, const wchar_t* settings) {
+    const CPanelCall call(*this);
     TraceEntry(this, "clDSP::ShowConfigBit");
     CMemBuff decoded(kSettingsGrowBytes);
     if (decoded.FromSettingsString(settings)) {
@@ -81,7 +96,7 @@ HWND clDSP::ShowConfigBit(HWND parent, int x, int y, const wchar_t* settings) {
         if (m_client == nullptr)
             LogError(L"Error: Connect to DirectX PlugIn", this, "clDSP::ShowConfigBit");
     }
-    const HWND panel = m_form->Create(parent, x, y);
+    const HWND panel = m_form.Create(parent, x, y);
     TraceExit(this, "clDSP::ShowConfigBit");
     return panel;
 }
@@ -89,8 +104,9 @@ HWND clDSP::ShowConfigBit(HWND parent, int x, int y, const wchar_t* settings) {
 const wchar_t* clDSP::RemoveConfigBit(int code) {
     if (code == DSP_CODE_STORED_SETTINGS)
         return m_settingsText.c_str();
+    const CPanelCall call(*this);
     TraceEntry(this, "clDSP::RemoveConfigBit");
-    m_form->Close();
+    m_form.Close();
     m_settingsText.clear();
     {
         const CLockObj lock(
@@ -153,11 +169,16 @@ DWORD clDSP::OpenEditor() {
     return 0;
 }
 
+GUID clDSP::ConnectedEffect() {
+    const CLockObj lock(&m_lock);
+    return m_client != nullptr ? m_client->Clsid() : GUID{};
+}
+
 bool clDSP::ShowPage() {
     std::int32_t cx = 0;
     std::int32_t cy = 0;
     m_client->GetPageSize(&cx, &cy);
-    const HWND window = m_editor.Create(m_form->Window(), IDD_EDITOR, cx, cy, m_client->Name());
+    const HWND window = m_editor.Create(m_form.Window(), IDD_EDITOR, cx, cy, m_client->Name());
     if (window == nullptr)
         return false;
     m_client->OpenEditor(window);
@@ -181,5 +202,5 @@ void clDSP::TakeEditorDown() {
         m_editor.Abandon();
     else if (!m_editor.Destroy(&fault))
         m_client->Condemn(fault);
-    m_form->UncheckEditorButton();
+    m_form.UncheckEditorButton();
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "config/CEditDlg.h"
-#include "config/ISettingsForm.h"
+#include "config/frmDSPSettings.h"
 #include "dsp/CFmtConverter.h"
 #include "dsp/CLockObj.h"
 #include "dsp/CMemBuff.h"
@@ -20,14 +20,17 @@ class CDXClient;
 ///
 /// Threads: any. ConnectDX, BeginConversion and PassAudioBlock hold the instance lock for their whole run;
 /// panel and editor belong to the host's window thread.
-class clDSP {
+class clDSP final : private ISettingsOwner {
 public:
-    /// context: copied; null switches the logs off. form: the panel, none when null. May throw
-    /// std::bad_alloc.
-    explicit clDSP(const DSPHostContext* context, std::unique_ptr<ISettingsForm> form = nullptr);
+    /// context: copied; null switches the logs off. May throw std::bad_alloc.
+    explicit clDSP(const DSPHostContext* context);
     ~clDSP();
     clDSP(const clDSP&) = delete;
     clDSP& operator=(const clDSP&) = delete;
+    /// Ends and deletes the instance, made with `new`. Called back from within one of the panel's calls the
+    /// panel goes now and the instance when that call ends; from within the effect the instance stays for
+    /// good. Null: nothing happens.
+    static void Destroy(clDSP* instance);
 
     DWORD Set(const wchar_t* key, const wchar_t* value);
     DWORD Get(const wchar_t* key, void* value);
@@ -41,15 +44,14 @@ public:
 
     /// Replaces the effect: an all-zero clsid takes it away. name: ANSI, may be null. sampleRate: frames per
     /// second. openEditor: also shows its page, and fails when that can't be shown.
-    DWORD ConnectDX(GUID clsid, const char* name, DWORD sampleRate, DWORD openEditor);
+    DWORD ConnectDX(GUID clsid, const char* name, DWORD sampleRate, DWORD openEditor) override;
     /// Shows the connected effect's page; a failure keeps the effect. 0 without an effect.
-    DWORD OpenEditor();
+    DWORD OpenEditor() override;
     /// Takes the page down, if there is an effect.
-    void CloseEditor();
+    void CloseEditor() override;
 
     const DSPHostContext& HostContext() const { return m_context; }
-    /// Is the calling thread inside the effect, called back from there? The instance must not be deleted
-    /// then.
+    /// Is the calling thread inside the effect, called back from there?
     bool InEffect() const { return m_effectThread.load() == ::GetCurrentThreadId(); }
 
 private:
@@ -57,6 +59,10 @@ private:
     /// and so let the host call again: such calls are refused.
     class CInEffect;
     static constexpr std::int32_t kSettingsGrowBytes = 1024;
+
+    GUID ConnectedEffect() override;
+    void BeginPanelCall() override { ++m_panelCalls; }
+    void EndPanelCall() override;
 
     bool ShowPage();
     void TakeEditorDown();
@@ -72,12 +78,14 @@ private:
     DWORD Fail(const wchar_t* message, const char* function);
 
     DSPHostContext m_context{};
-    std::unique_ptr<ISettingsForm> m_form;
+    frmDSPSettings m_form;
     std::wstring m_settingsText;
     CMemBuff m_output;
     std::unique_ptr<CDXClient> m_client;
     CFmtConverter m_converter;
     CEditDlg m_editor;
     std::atomic<DWORD> m_effectThread = 0;
+    std::atomic<int> m_panelCalls = 0; ///< under way, one within the other
+    bool m_retired = false;            ///< destroyed by the host during a panel call
     CLockObj m_lock;
 };

@@ -37,9 +37,7 @@ void* __cdecl DSP_Create(const DSPHostContext* context) {
 
 DWORD __cdecl DSP_Destroy(void* instance) {
     const CFloatModes modes;
-    auto* const dsp = static_cast<clDSP*>(instance);
-    if (dsp != nullptr && !dsp->InEffect()) // called back from within the effect, the instance must stay
-        delete dsp;
+    clDSP::Destroy(static_cast<clDSP*>(instance));
     return 1;
 }
 

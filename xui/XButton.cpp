@@ -110,14 +110,11 @@ LRESULT XButton::OnSubclassMessage(HWND, UINT message, WPARAM wParam, LPARAM lPa
     case WM_KILLFOCUS:
         FocusChanged(false);
         break;
-    case WM_GETDLGCODE: {
-        const auto* const asked = reinterpret_cast<const MSG*>(lParam);
-        const bool isKey = asked != nullptr && (asked->message == WM_KEYDOWN || asked->message == WM_KEYUP);
-        if (!isKey || asked->wParam != VK_RETURN)
+    case WM_GETDLGCODE:
+        if (!AsksForReturn(lParam))
             return 0;
         *handled = TRUE;
         return DLGC_WANTMESSAGE;
-    }
     case WM_KEYDOWN:
         KeyDown(wParam, handled);
         break;

@@ -1,5 +1,7 @@
 #include "xui/XSubClassCtrl.h"
 
+#include "support/CFloatModes.h"
+
 XSubClassCtrl::~XSubClassCtrl() {
     Detach();
 }
@@ -36,11 +38,18 @@ XSubClassCtrl* XSubClassCtrl::Attached(HWND control) {
     return reinterpret_cast<XSubClassCtrl*>(::GetWindowLongW(control, GWLP_USERDATA));
 }
 
+bool XSubClassCtrl::AsksForReturn(LPARAM lParam) {
+    const auto* const asked = reinterpret_cast<const MSG*>(lParam);
+    return asked != nullptr && (asked->message == WM_KEYDOWN || asked->message == WM_KEYUP) &&
+           asked->wParam == VK_RETURN;
+}
+
 LRESULT XSubClassCtrl::OnSubclassMessage(HWND, UINT, WPARAM, LPARAM, BOOL*) {
     return 0;
 }
 
 LRESULT CALLBACK XSubClassCtrl::SubclassProc(HWND control, UINT message, WPARAM wParam, LPARAM lParam) {
+    const CFloatModes modes;
     auto* const object = reinterpret_cast<XSubClassCtrl*>(::GetWindowLongW(control, GWLP_USERDATA));
     if (object == nullptr || object->m_oldProc == nullptr)
         return 0;

@@ -21,6 +21,10 @@ public:
     /// The object attached to `control`; null when there is none.
     static XSubClassCtrl* Attached(HWND control);
 
+protected:
+    /// Of a WM_GETDLGCODE: is it about the return key?
+    static bool AsksForReturn(LPARAM lParam);
+
 private:
     static LRESULT CALLBACK SubclassProc(HWND control, UINT message, WPARAM wParam, LPARAM lParam);
 

@@ -1,5 +1,6 @@
 #include "xui/XWindow.h"
 
+#include "support/CFloatModes.h"
 #include "xui/CWindowRegistry.h"
 
 namespace {
@@ -118,6 +119,7 @@ bool XWindow::FindAndDispatch(HWND window, UINT message, WPARAM wParam, LPARAM l
 }
 
 LRESULT CALLBACK XWindow::WindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    const CFloatModes modes;
     LRESULT result = 0;
     try {
         if (message == WM_CREATE) {
@@ -133,6 +135,7 @@ LRESULT CALLBACK XWindow::WindowProc(HWND window, UINT message, WPARAM wParam, L
 }
 
 INT_PTR CALLBACK XWindow::DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    const CFloatModes modes;
     LRESULT result = 0;
     try {
         if (message == WM_INITDIALOG)

@@ -1,0 +1,33 @@
+#include "config/form_icons.h"
+
+#include "resources/resource.h"
+#include "xui/XWindow.h"
+
+namespace {
+
+constexpr int kIconPixels = 16; // at 96 dpi: what fits on the buttons
+
+HICON Load(HINSTANCE module, WORD id) {
+    const int size = XWindow::ScaleForDpi(kIconPixels);
+    return static_cast<HICON>(
+        ::LoadImageW(module, MAKEINTRESOURCEW(id), IMAGE_ICON, size, size, LR_DEFAULTCOLOR));
+}
+
+void Destroy(HICON& icon) {
+    if (icon != nullptr)
+        ::DestroyIcon(icon);
+    icon = nullptr;
+}
+
+} // namespace
+
+FormIcons g_formIcons;
+
+void LoadFormIcons(HINSTANCE module) {
+    g_formIcons = {Load(module, IDI_RESCAN), Load(module, IDI_EDITOR)};
+}
+
+void DestroyFormIcons() {
+    Destroy(g_formIcons.rescan);
+    Destroy(g_formIcons.editor);
+}

@@ -1,0 +1,249 @@
+#include "config/frmDSPSettings.h"
+
+#include "config/PlugInElem.h"
+#include "config/PlugInList.h"
+#include "config/form_icons.h"
+#include "resources/resource.h"
+#include "support/module.h"
+#include "support/text.h"
+
+#include <shellapi.h>
+
+#include <exception>
+#include <string>
+
+namespace {
+
+constexpr DWORD kSampleRate = 44100; // of the effect while it is configured
+constexpr int kHelpLeftDialogUnits = 284;
+constexpr int kHelpPixels = 24; // at 96 dpi
+constexpr XButtonColours kHelpGreys{0, 0xBEBEBE, 0xD7D7D7};
+constexpr DWORD kLongestPath = 1000; // characters
+constexpr wchar_t kHelpPage[] = L"Help\\TVC\\dsp.htm";
+
+int ScaledByVerticalDpi(int value) {
+    const HDC screen = ::GetDC(nullptr);
+    const int dpi = ::GetDeviceCaps(screen, LOGPIXELSY);
+    ::ReleaseDC(nullptr, screen);
+    return XWindow::ScaleForDpi(value, dpi);
+}
+
+// An empty string for a name that can't be converted now: the effect can still be picked.
+std::wstring DisplayName(const PlugInElem& effect) {
+    try {
+        return AnsiToWide(effect.name);
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
+} // namespace
+
+frmDSPSettings::frmDSPSettings() {
+    static const bool made = PlugInListLock.Create();
+    static_cast<void>(made); // without a mutex the list goes unguarded
+}
+
+frmDSPSettings::~frmDSPSettings() {
+    m_owner = nullptr;
+    EndToolTips();
+    DestroyNativeWindow(); // here, where OnDestroy is still this class's
+}
+
+HWND frmDSPSettings::Create(HWND parent, int x, int y) {
+    Close();
+    m_position = {x, y};
+    CreateFromTemplate(IDD_SETTINGS, parent, FALSE, ModuleHandle());
+    return Window();
+}
+
+void frmDSPSettings::Close() {
+    if (Window() == nullptr)
+        return;
+    if (m_owner != nullptr)
+        m_owner->CloseEditor();
+    EndToolTips();
+    DestroyNativeWindow();
+}
+
+void frmDSPSettings::OnCreate() {
+    m_tooltip.Attach(Window());
+    CreateHelpButton();
+    MoveTo(m_position.x, m_position.y, kKeep, kKeep);
+    SetUpButtons();
+    AddToolTips();
+    if (!PlugInList.HasElements())
+        LoadPlugInList(Window());
+    FillPlugInCombo();
+    SelectCurrentPlugIn();
+    const CLockObj lock(&PlugInListLock);
+    if (SelectedPlugIn() >= 0)
+        EnableEditorButton(true);
+}
+
+void frmDSPSettings::OnDestroy() {
+    EndToolTips();
+    m_handled = FALSE;
+}
+
+void frmDSPSettings::CreateHelpButton() {
+    const int size = ScaledByVerticalDpi(kHelpPixels);
+    XButtonColours colours = kHelpGreys;
+    colours.face = ::GetSysColor(COLOR_BTNFACE);
+    if (cmdHelp.Create(Window(), IDC_HELP_BUTTON, L"?", DialogUnitsToPixelsX(kHelpLeftDialogUnits), 0, size,
+            size, colours, L"Help", L"Opens the help page"))
+        m_tooltip.Register(cmdHelp);
+}
+
+void frmDSPSettings::SetUpButtons() {
+    const struct {
+        int id;
+        HICON icon;
+    } buttons[] = {{IDC_RESCAN, g_formIcons.rescan}, {IDC_EDITOR_TOGGLE, g_formIcons.editor}};
+    for (std::size_t i = 0; i < m_returnKeys.size(); ++i) {
+        const HWND button = GetItem(buttons[i].id);
+        ::SendMessageW(button, BM_SETIMAGE, IMAGE_ICON, reinterpret_cast<LPARAM>(buttons[i].icon));
+        m_returnKeys[i].Attach(button);
+    }
+    EnableEditorButton(false);
+}
+
+void frmDSPSettings::AddToolTips() {
+    const struct {
+        int id;
+        const wchar_t* text;
+    } tips[] = {{IDC_RESCAN, L"Search this computer for effects again"}, {IDC_EFFECTS, L"The effect to use"},
+        {IDC_EDITOR_TOGGLE, L"Show or hide the effect's controls"}};
+    for (std::size_t i = 0; i < m_tips.size(); ++i) {
+        XToolTipItem item;
+        item.text = tips[i].text;
+        item.colour = ::GetSysColor(COLOR_INFOTEXT);
+        XToolTipOptions options;
+        options.owner = GetItem(tips[i].id);
+        options.ownerBound = true;
+        m_tips[i].Activate({item}, options);
+    }
+}
+
+void frmDSPSettings::EndToolTips() {
+    m_tooltip.Detach();
+    for (XToolTip& tip : m_tips)
+        tip.Deactivate();
+}
+
+void frmDSPSettings::UncheckEditorButton() {
+    ::SendNotifyMessageW(GetItem(IDC_EDITOR_TOGGLE), BM_SETCHECK, BST_UNCHECKED, 0);
+}
+
+void frmDSPSettings::EnableEditorButton(bool enabled) {
+    ::EnableWindow(GetItem(IDC_EDITOR_TOGGLE), enabled);
+}
+
+void frmDSPSettings::CheckEditorButton(bool checked) {
+    ::SendMessageW(GetItem(IDC_EDITOR_TOGGLE), BM_SETCHECK,
+        static_cast<WPARAM>(checked ? BST_CHECKED : BST_UNCHECKED), 0);
+}
+
+void frmDSPSettings::FillPlugInCombo() {
+    const CLockObj lock(&PlugInListLock);
+    const HWND combo = GetItem(IDC_EFFECTS);
+    ::SendMessageW(combo, CB_RESETCONTENT, 0, 0);
+    for (int i = 0; i < PlugInList.GetCount(); ++i) {
+        const std::wstring name = DisplayName(*PlugInAt(PlugInList, i));
+        const LRESULT position =
+            ::SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(name.c_str()));
+        if (position >= 0)
+            ::SendMessageW(combo, CB_SETITEMDATA, static_cast<WPARAM>(position), i);
+    }
+}
+
+// The combo box may sort in another order than the list: the item data says which is which.
+int frmDSPSettings::SelectedPlugIn() const {
+    const HWND combo = GetItem(IDC_EFFECTS);
+    const LRESULT position = ::SendMessageW(combo, CB_GETCURSEL, 0, 0);
+    if (combo == nullptr || position < 0)
+        return -1;
+    const LRESULT index = ::SendMessageW(combo, CB_GETITEMDATA, static_cast<WPARAM>(position), 0);
+    return PlugInAt(PlugInList, static_cast<int>(index)) != nullptr ? static_cast<int>(index) : -1;
+}
+
+void frmDSPSettings::SelectCurrentPlugIn() {
+    const CLockObj lock(&PlugInListLock);
+    const HWND combo = GetItem(IDC_EFFECTS);
+    ::SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(-1), 0);
+    const GUID connected = m_owner != nullptr ? m_owner->ConnectedEffect() : GUID{};
+    if (connected == GUID{})
+        return;
+    const int index = FindPlugIn(PlugInList, connected);
+    if (index < 0) {
+        m_owner->ConnectDX(GUID{}, nullptr, kSampleRate, 0);
+        return;
+    }
+    const LRESULT count = ::SendMessageW(combo, CB_GETCOUNT, 0, 0);
+    for (WPARAM position = 0; static_cast<LRESULT>(position) < count; ++position) {
+        if (::SendMessageW(combo, CB_GETITEMDATA, position, 0) == index)
+            ::SendMessageW(combo, CB_SETCURSEL, position, 0);
+    }
+}
+
+LRESULT frmDSPSettings::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam, BOOL* handled) {
+    const LRESULT result = m_tooltip.OnMessage(window, message, wParam, lParam, handled);
+    if (*handled || message != WM_COMMAND || m_owner == nullptr)
+        return result;
+    // The host may destroy the instance, and with it this form, while a call below takes messages: the
+    // instance then goes, when `call` does, as the last thing here.
+    const CPanelCall call(*m_owner);
+    const WORD id = LOWORD(wParam);
+    if (id == IDC_EFFECTS && HIWORD(wParam) == CBN_SELCHANGE) {
+        OnSelected();
+        return 1;
+    }
+    if (id == IDC_RESCAN)
+        OnRescan();
+    else if (id == IDC_EDITOR_TOGGLE)
+        OnEditorToggle();
+    return 0;
+}
+
+bool frmDSPSettings::ConnectSelected() {
+    const CLockObj lock(&PlugInListLock);
+    const PlugInElem* const effect = PlugInAt(PlugInList, SelectedPlugIn());
+    return effect != nullptr && m_owner->ConnectDX(effect->clsid, effect->name, kSampleRate, TRUE) != 0;
+}
+
+void frmDSPSettings::OnSelected() {
+    const bool connected = ConnectSelected();
+    if (!connected)
+        SelectCurrentPlugIn();
+    EnableEditorButton(connected);
+    CheckEditorButton(connected);
+}
+
+void frmDSPSettings::OnRescan() {
+    ScanAndStorePlugInList(Window());
+    FillPlugInCombo();
+    SelectCurrentPlugIn();
+}
+
+void frmDSPSettings::OnEditorToggle() {
+    const bool wanted = ::SendMessageW(GetItem(IDC_EDITOR_TOGGLE), BM_GETCHECK, 0, 0) == BST_CHECKED;
+    if (!wanted) {
+        m_owner->CloseEditor();
+    } else if (m_owner->OpenEditor() == 0) {
+        CheckEditorButton(false);
+        EnableEditorButton(false);
+    }
+}
+
+void frmDSPSettings::_cmdHelp::OnClick(std::uint32_t) {
+    wchar_t path[kLongestPath + 1] = L"";
+    ::GetModuleFileNameW(nullptr, path, kLongestPath);
+    try {
+        std::wstring page = path;
+        page.resize(page.rfind(L'\\') + 1);
+        page += kHelpPage;
+        ::ShellExecuteW(nullptr, L"open", page.c_str(), nullptr, nullptr, SW_SHOWDEFAULT);
+    } catch (const std::exception&) {
+        // Out of memory: no help this time.
+    }
+}
