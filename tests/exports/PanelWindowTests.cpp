@@ -1,0 +1,377 @@
+// The settings panel in a host's window, driven as a person drives it.
+
+#include "tests/exports/CPanel.h"
+
+#include <atomic>
+#include <cstdlib>
+
+namespace {
+
+constexpr GUID kUnknown{1, 2, 3, {4}};
+
+struct Installed : CTestEffects {
+    const CStoredList list{{kUnknown, "Another"}, {CLSID_TestEffect, "Test effect"}};
+    static constexpr int kBroken = 0; // positions in the combo box
+    static constexpr int kWorking = 1;
+};
+
+/// Left, top, width and height in the parent's client area.
+RECT InParent(HWND window) {
+    RECT rect{};
+    ::GetWindowRect(window, &rect);
+    const LONG width = rect.right - rect.left;
+    const LONG height = rect.bottom - rect.top;
+    ::MapWindowPoints(nullptr, ::GetParent(window), reinterpret_cast<POINT*>(&rect), 1);
+    return {rect.left, rect.top, width, height};
+}
+
+int ScreenDpi() {
+    const HDC screen = ::GetDC(nullptr);
+    const int dpi = ::GetDeviceCaps(screen, LOGPIXELSX);
+    ::ReleaseDC(nullptr, screen);
+    return dpi;
+}
+
+LONG IconSize(HWND button) {
+    ICONINFO info{};
+    BITMAP bitmap{};
+    ::GetIconInfo(reinterpret_cast<HICON>(::SendMessageW(button, BM_GETIMAGE, IMAGE_ICON, 0)), &info);
+    ::GetObjectW(info.hbmColor, sizeof bitmap, &bitmap);
+    ::DeleteObject(info.hbmColor);
+    ::DeleteObject(info.hbmMask);
+    return bitmap.bmWidth;
+}
+
+// Runs one case of this program in a process that sees the screen at `dpi`.
+DWORD RunAtDpi(int dpi, const char* testCase) {
+    const DWORD value = static_cast<DWORD>(dpi);
+    const wchar_t* const key = L"Control Panel\\Desktop";
+    ::RegSetKeyValueW(HKEY_CURRENT_USER, key, L"LogPixels", REG_DWORD, &value, sizeof value);
+    ::SetEnvironmentVariableA("DXW_TEST_DPI", std::to_string(dpi).c_str());
+    char program[MAX_PATH] = "";
+    ::GetModuleFileNameA(nullptr, program, MAX_PATH);
+    std::string line = std::string("\"") + program + "\" \"--test-case=" + testCase + "\"";
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    DWORD code = STILL_ACTIVE;
+    if (::CreateProcessA(
+            nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process)) {
+        ::WaitForSingleObject(process.hProcess, 60'000);
+        ::GetExitCodeProcess(process.hProcess, &code);
+        ::CloseHandle(process.hProcess);
+        ::CloseHandle(process.hThread);
+    }
+    ::SetEnvironmentVariableA("DXW_TEST_DPI", nullptr);
+    ::RegDeleteKeyValueW(HKEY_CURRENT_USER, key, L"LogPixels");
+    return code;
+}
+
+std::wstring g_opened;
+
+HINSTANCE WINAPI RecordOpening(HWND, LPCWSTR, LPCWSTR file, LPCWSTR, LPCWSTR, INT show) {
+    g_opened = file + std::wstring(show == SW_SHOWDEFAULT ? L"" : L" (shown otherwise)");
+    return nullptr;
+}
+
+// Puts RecordOpening in the place of ShellExecuteW in the module's import table.
+bool WatchShell() {
+    auto* const base = reinterpret_cast<BYTE*>(::GetModuleHandleW(L"dxwrapper.dll"));
+    const auto real =
+        reinterpret_cast<ULONG_PTR>(::GetProcAddress(::GetModuleHandleW(L"shell32.dll"), "ShellExecuteW"));
+    const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+    const IMAGE_DATA_DIRECTORY& directory =
+        headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+    auto* dll = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
+    for (; dll->Name != 0; ++dll)
+        for (auto* slot = reinterpret_cast<ULONG_PTR*>(base + dll->FirstThunk); *slot != 0; ++slot)
+            if (*slot == real) {
+                DWORD old = 0;
+                ::VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &old);
+                *slot = reinterpret_cast<ULONG_PTR>(&RecordOpening);
+                return true;
+            }
+    return false;
+}
+
+void Type(HWND control, WPARAM key) {
+    ::SetFocus(control);
+    ::PostMessageW(control, WM_KEYDOWN, key, 0x00000001);
+    ::PostMessageW(control, WM_KEYUP, key, static_cast<LPARAM>(0xC0000001));
+}
+
+} // namespace
+
+TEST_CASE("the panel and its controls lie where the templates say, with icons of the right size") {
+    const char* const expectedDpi = std::getenv("DXW_TEST_DPI");
+    const int dpi = ScreenDpi();
+    CHECK((expectedDpi == nullptr || dpi == std::atoi(expectedDpi)));
+    const Installed effects;
+    CModule module;
+    CPanel panel(module);
+    REQUIRE(panel.Show() != nullptr);
+    const auto pixels = [&](RECT dialogUnits) {
+        ::MapDialogRect(panel.form, &dialogUnits);
+        return dialogUnits;
+    };
+    const RECT form = InParent(panel.form);
+    CHECK((form.left == CPanel::kX && form.top == CPanel::kY));
+    CHECK((form.right == pixels({0, 0, 300, 79}).right && form.bottom == pixels({0, 0, 300, 79}).bottom));
+    const struct {
+        int id;
+        RECT dialogUnits; // left, top, width, height
+    } controls[] = {{IDC_RESCAN, {4, 4, 16, 12}}, {IDC_EDITOR_TOGGLE, {192, 4, 27, 12}}};
+    for (const auto& control : controls) {
+        CAPTURE(control.id);
+        const RECT expected = pixels(control.dialogUnits);
+        const RECT found = InParent(panel.Item(control.id));
+        CHECK(::EqualRect(&expected, &found));
+        CHECK(IconSize(panel.Item(control.id)) == 16 * dpi / 96);
+        CHECK(::GetWindowTextLengthW(panel.Item(control.id)) > 0); // its name to a screen reader
+    }
+    const RECT combo = InParent(panel.Item(IDC_EFFECTS));
+    CHECK((combo.left == pixels({24, 0, 0, 0}).left && combo.right == pixels({163, 0, 0, 0}).left));
+    const RECT help = InParent(panel.Item(IDC_HELP_BUTTON));
+    CHECK((help.left == pixels({284, 0, 0, 0}).left && help.top == 0));
+    CHECK((help.right == 24 * dpi / 96 && help.bottom == 24 * dpi / 96));
+
+    HWND control = nullptr;
+    ::EnableWindow(panel.Item(IDC_EDITOR_TOGGLE), TRUE);
+    for (const int id : {IDC_RESCAN, IDC_EFFECTS, IDC_EDITOR_TOGGLE, IDC_HELP_BUTTON}) {
+        control = ::GetNextDlgTabItem(panel.form, control, FALSE);
+        CHECK(::GetDlgCtrlID(control) == id);
+    }
+}
+
+TEST_CASE("the layout holds at every resolution of the screen") {
+    for (const int dpi : {120, 144, 192}) {
+        CAPTURE(dpi);
+        CHECK(RunAtDpi(dpi, "the panel and its controls lie where*") == 0);
+    }
+}
+
+TEST_CASE(
+    "picking an effect shows its page at once, in a window centred on the panel and of the page's size") {
+    Installed effects;
+    CModule module;
+    CPanel panel(module);
+    panel.Show();
+    CHECK((panel.Selection() == -1 && panel.EditorButtonIs(false, false)));
+    CHECK(panel.Ask(IDC_EFFECTS, CB_GETCOUNT) == 2);
+    effects.Plan().pageSize = {231, 87};
+    panel.Select(Installed::kWorking);
+    const HWND editor = CPanel::Editor(L"Test effect");
+    REQUIRE(editor != nullptr);
+    CHECK(panel.EditorButtonIs(true, true));
+    CHECK((::GetWindowLongW(editor, GWL_STYLE) & (WS_POPUP | WS_CHILD)) == static_cast<LONG>(WS_POPUP));
+    CHECK(::GetWindow(editor, GW_OWNER) == panel.window);
+    RECT client{};
+    RECT outer{};
+    RECT around{};
+    ::GetClientRect(editor, &client);
+    ::GetWindowRect(editor, &outer);
+    ::GetWindowRect(panel.form, &around);
+    CHECK((client.right == 231 && client.bottom == 87));
+    CHECK(outer.left == around.left + (around.right - around.left - (outer.right - outer.left)) / 2);
+    CHECK(outer.top == around.top + (around.bottom - around.top - (outer.bottom - outer.top)) / 2);
+
+    ::SendMessageW(editor, WM_SYSCOMMAND, SC_CLOSE, 0);
+    CHECK((!::IsWindow(editor) && panel.EditorButtonIs(true, false)));
+    CHECK(effects.Calls(Place::Deactivate) > 0);
+    panel.Press(IDC_EDITOR_TOGGLE);
+    CHECK((CPanel::Editor(L"Test effect") != nullptr && panel.EditorButtonIs(true, true)));
+    panel.Press(IDC_EDITOR_TOGGLE);
+    CHECK((CPanel::Editor(L"Test effect") == nullptr && panel.EditorButtonIs(true, false)));
+    CHECK(panel.Remove().substr(0, 13) == L"Test effect=X");
+    CHECK(!::IsWindow(panel.form));
+}
+
+TEST_CASE("an effect that can't be connected leaves nothing selected and nothing to show") {
+    Installed effects;
+    CModule module;
+    CPanel panel(module);
+    panel.Show();
+    panel.Select(Installed::kWorking);
+    panel.Select(Installed::kBroken);
+    CHECK((panel.Selection() == -1 && panel.EditorButtonIs(false, false)));
+    CHECK(CPanel::Editor(L"Test effect") == nullptr);
+    CHECK(effects.Record().liveObjects == 0);
+    CHECK(panel.Remove().empty());
+}
+
+TEST_CASE("the effect of the settings is selected, and one that is not in the list is taken away") {
+    for (const bool listed : {true, false}) {
+        CAPTURE(listed);
+        CTestEffects effects;
+        const CStoredList list{{kUnknown, "Another"}, {listed ? CLSID_TestEffect : kUnknown, "Test effect"}};
+        CModule module;
+        CPanel panel(module);
+        panel.Show(CHost::SettingsFor(L"Named otherwise", CLSID_TestEffect));
+        CHECK(panel.Selection() == (listed ? 1 : -1));
+        CHECK(panel.EditorButtonIs(listed, false));
+        CHECK((effects.Record().liveObjects == 0) == !listed);
+        CHECK(panel.Remove().empty() == !listed);
+    }
+}
+
+TEST_CASE("names that the combo box sorts in another order than the list still mean their own effects") {
+    CTestEffects effects;
+    const CStoredList list{{kUnknown, "z"}, {CLSID_TestEffect, "Test effect"}, {kUnknown, "a"}};
+    CModule module;
+    CPanel panel(module);
+    panel.Show(CHost::SettingsFor(L"x", CLSID_TestEffect));
+    CHECK(panel.Selection() == 1);
+    panel.Select(2);
+    CHECK(panel.Selection() == -1);
+    panel.Select(1);
+    CHECK(CPanel::Editor(L"Test effect") != nullptr);
+}
+
+TEST_CASE("a first run opens the scanner, and a search that drops the connected effect disconnects it") {
+    CStoredList::Forget();
+    CTestEffects effects;
+    CModule module;
+    CPanel panel(module);
+    bool shownBefore = true;
+    {
+        const CScannerPerson person([&](HWND dialog) {
+            shownBefore = ::GetWindow(panel.window, GW_CHILD) != nullptr &&
+                          ::IsWindowVisible(::GetWindow(panel.window, GW_CHILD));
+            ::SendMessageW(::GetDlgItem(dialog, IDCANCEL), BM_CLICK, 0, 0);
+        });
+        panel.Show(CHost::SettingsFor(L"x", CLSID_TestEffect));
+    }
+    CHECK_FALSE(shownBefore);
+    CHECK((panel.Ask(IDC_EFFECTS, CB_GETCOUNT) == 0 && effects.Record().liveObjects == 0));
+
+    const CStoredList list{{CLSID_TestEffect, "Test effect"}};
+    panel.Show();
+    panel.Select(0);
+    REQUIRE(CPanel::Editor(L"Test effect") != nullptr);
+    const CScannerPerson person([](HWND dialog) {
+        ::SendMessageW(::GetDlgItem(dialog, IDC_NONE), BM_CLICK, 0, 0);
+        ::SendMessageW(::GetDlgItem(dialog, IDOK), BM_CLICK, 0, 0);
+    });
+    panel.Press(IDC_RESCAN);
+    CHECK((panel.Ask(IDC_EFFECTS, CB_GETCOUNT) == 0 && panel.Selection() == -1));
+    CHECK((effects.Record().liveObjects == 0 && CPanel::Editor(L"Test effect") == nullptr));
+    CHECK(panel.Ask(IDC_EDITOR_TOGGLE, BM_GETCHECK) == BST_UNCHECKED);
+}
+
+TEST_CASE("every control works from the keyboard, and Help opens the page of the host's installation") {
+    Installed effects;
+    CModule module;
+    CPanel panel(module);
+    panel.Show();
+    panel.Select(Installed::kWorking);
+    REQUIRE(WatchShell());
+    for (const WPARAM key : {WPARAM{VK_SPACE}, WPARAM{VK_RETURN}}) {
+        CAPTURE(key);
+        Type(panel.Item(IDC_EDITOR_TOGGLE), key);
+        CHECK(PumpUntil([&] { return CPanel::Editor(L"Test effect") == nullptr; }, panel.form));
+        Type(panel.Item(IDC_EDITOR_TOGGLE), key);
+        CHECK(PumpUntil([&] { return CPanel::Editor(L"Test effect") != nullptr; }, panel.form));
+        g_opened.clear();
+        Type(panel.Item(IDC_HELP_BUTTON), key);
+        CHECK(PumpUntil([&] { return !g_opened.empty(); }, panel.form));
+        CHECK(g_opened == ProgramFolder() + L"Help\\TVC\\dsp.htm");
+        bool scanned = false;
+        const CScannerPerson person([&](HWND dialog) {
+            scanned = true;
+            ::SendMessageW(::GetDlgItem(dialog, IDCANCEL), BM_CLICK, 0, 0);
+        });
+        Type(panel.Item(IDC_RESCAN), key);
+        CHECK(PumpUntil([&] { return scanned; }, panel.form));
+    }
+    ::SetFocus(panel.Item(IDC_EFFECTS));
+    ::PostMessageW(panel.Item(IDC_EFFECTS), WM_SYSKEYDOWN, VK_DOWN, 0x20000001);
+    CHECK(PumpUntil([&] { return panel.Ask(IDC_EFFECTS, CB_GETDROPPEDSTATE) != 0; }, panel.form));
+}
+
+TEST_CASE("panels and editors of several instances do not meet, and go in whatever order hosts end them") {
+    Installed effects;
+    CModule module;
+    for (const bool windowFirst : {false, true}) {
+        CAPTURE(windowFirst);
+        CPanel first(module);
+        {
+            CPanel second(module);
+            for (CPanel* const panel : {&first, &second}) {
+                panel->Show();
+                panel->Select(Installed::kWorking);
+                CHECK(panel->EditorButtonIs(true, true));
+            }
+            const int before = effects.Calls(Place::Deactivate);
+            if (windowFirst) {
+                ::DestroyWindow(second.window); // and with it the panel, and the editor that it owns
+                CHECK(effects.Calls(Place::Deactivate) > before);
+                CHECK(second.Remove().substr(0, 13) == L"Test effect=X");
+            }
+        } // the instance goes with its panel and editor open
+        CHECK(first.EditorButtonIs(true, true));
+        CHECK(CPanel::Editor(L"Test effect") != nullptr);
+    }
+    CHECK(CPanel::Editor(L"Test effect") == nullptr);
+    CHECK(effects.Record().liveObjects == 0);
+}
+
+TEST_CASE("an instance that the host destroys while its scanner is open goes when that is closed") {
+    Installed effects;
+    for (const bool firstRun : {false, true}) {
+        CAPTURE(firstRun);
+        CModule module;
+        CPanel panel(module);
+        if (!firstRun) {
+            panel.Show();
+            panel.Select(Installed::kWorking);
+        }
+        const CScannerPerson person([&](HWND dialog) {
+            CHECK(module.Destroy(panel.instance) == 1);
+            panel.instance = nullptr;
+            ::SendMessageW(::GetDlgItem(dialog, IDCANCEL), BM_CLICK, 0, 0);
+        });
+        if (firstRun) {
+            CStoredList::Forget();
+            panel.Show(CHost::SettingsFor(L"x", CLSID_TestEffect));
+        } else {
+            panel.Press(IDC_RESCAN);
+        }
+        CHECK(panel.instance == nullptr);
+        CHECK(effects.Record().liveObjects == 0);
+    }
+}
+
+TEST_CASE("the panel is shown, used and removed while a conversion runs on another thread") {
+    Installed effects;
+    CModule module;
+    CPanel panel(module);
+    struct Conversion {
+        CModule& module;
+        CHost& host;
+        std::atomic<bool> stop = false;
+        std::atomic<int> begun = 0;
+        static DWORD WINAPI Run(void* argument) {
+            auto& self = *static_cast<Conversion*>(argument);
+            const WAVEFORMATEX format = CHost::Format(WAVE_FORMAT_PCM, 16, 2);
+            while (!self.stop) {
+                self.host.Begin(format, CLSID_TestEffect);
+                self.host.Run(format, std::vector<std::uint8_t>(40'000), 700);
+                ++self.begun;
+            }
+            return 0;
+        }
+    } conversion{module, panel};
+    CHandle<HANDLE, ::CloseHandle> thread(
+        ::CreateThread(nullptr, 0, Conversion::Run, &conversion, 0, nullptr));
+    for (int round = 0; round < 30; ++round) {
+        REQUIRE(panel.Show() != nullptr);
+        panel.Select(Installed::kWorking);
+        panel.Press(IDC_EDITOR_TOGGLE);
+        PumpUntil([&, begun = conversion.begun.load()] { return conversion.begun > begun; });
+        panel.Remove();
+    }
+    conversion.stop = true;
+    CHECK(PumpUntil([&] { return ::WaitForSingleObject(thread.Get(), 0) == WAIT_OBJECT_0; }));
+    CHECK(conversion.begun >= 30);
+}
