@@ -29,7 +29,8 @@ bool CLockObj::Create() {
 void CLockObj::Lock() {
     if (m_mutex == nullptr || ::WaitForSingleObject(m_mutex, 0) != WAIT_TIMEOUT)
         return;
-    while (::MsgWaitForMultipleObjects(1, &m_mutex, FALSE, INFINITE, QS_SENDMESSAGE) == WAIT_OBJECT_0 + 1) {
+    while (::MsgWaitForMultipleObjectsEx(1, &m_mutex, INFINITE, QS_SENDMESSAGE, MWMO_INPUTAVAILABLE) ==
+           WAIT_OBJECT_0 + 1) {
         MSG message;
         ::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
     }

@@ -26,7 +26,12 @@ clDSP::clDSP(const DSPHostContext* context) : m_output(kSettingsGrowBytes) {
     if (context != nullptr)
         m_context = *context;
     m_form.SetOwner(this);
-    m_editor.SetOnClose([](void* instance) { static_cast<clDSP*>(instance)->CloseEditor(); }, this);
+    m_editor.SetOnClose(
+        [](void* instance) {
+            const CPanelCall call(*static_cast<clDSP*>(instance));
+            static_cast<clDSP*>(instance)->CloseEditor();
+        },
+        this);
     m_lock.Create();
 }
 
@@ -41,16 +46,14 @@ clDSP::~clDSP() {
 void clDSP::Destroy(clDSP* instance) {
     if (instance == nullptr || instance->InEffect())
         return;
-    if (instance->m_panelCalls == 0) {
-        delete instance;
-        return;
-    }
+    const CPanelCall call(*instance);
     instance->m_retired = true;
-    instance->m_form.Close();
+    if (instance->m_panelCalls > 1)
+        instance->m_form.Close();
 }
 
 void clDSP::EndPanelCall() {
-    if (--m_panelCalls == 0 && m_retired)
+    if (--m_panelCalls == 0 && m_retired && !InEffect())
         delete this;
 }
 
@@ -106,12 +109,15 @@ const wchar_t* clDSP::RemoveConfigBit(int code) {
         return m_settingsText.c_str();
     const CPanelCall call(*this);
     TraceEntry(this, "clDSP::RemoveConfigBit");
+    if (InEffect()) { // its page may be in use, and its state can't be asked for: the last text holds
+        LogError(kCalledFromEffect, this, "clDSP::RemoveConfigBit");
+        return m_settingsText.c_str();
+    }
     m_form.Close();
     m_settingsText.clear();
     {
-        const CLockObj lock(
-            &m_lock); // a conversion on another thread must not take the client away meanwhile
-        if (m_client != nullptr && !InEffect() && !EncodeSettings())
+        const CLockObj lock(&m_lock); // a conversion elsewhere must not take the client away meanwhile
+        if (m_client != nullptr && !EncodeSettings())
             m_settingsText.clear();
     }
     TraceExit(this, "clDSP::RemoveConfigBit");

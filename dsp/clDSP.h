@@ -59,6 +59,7 @@ private:
     /// and so let the host call again: such calls are refused.
     class CInEffect;
     static constexpr std::int32_t kSettingsGrowBytes = 1024;
+    static constexpr wchar_t kCalledFromEffect[] = L"Error: Called from within the effect";
 
     GUID ConnectedEffect() override;
     void BeginPanelCall() override { ++m_panelCalls; }
@@ -85,7 +86,7 @@ private:
     CFmtConverter m_converter;
     CEditDlg m_editor;
     std::atomic<DWORD> m_effectThread = 0;
-    std::atomic<int> m_panelCalls = 0; ///< under way, one within the other
-    bool m_retired = false;            ///< destroyed by the host during a panel call
+    std::atomic<int> m_panelCalls = 0;   ///< under way, one within the other
+    std::atomic<bool> m_retired = false; ///< destroyed by the host during a panel call
     CLockObj m_lock;
 };

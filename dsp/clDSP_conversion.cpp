@@ -22,7 +22,6 @@ constexpr std::uint32_t kTailGrowFrames = 2048;
 constexpr char kPassAudioBlock[] = "clDSP::PassAudioBlock";
 constexpr wchar_t kFillBuffer[] = L"Error: CDXClient::FillBuffer";
 constexpr wchar_t kNoAccess[] = L"Error: Access to the audio block";
-constexpr wchar_t kBusy[] = L"Error: Called from within the effect";
 
 bool IsSilent(const float* data, std::uint32_t frames) {
     if (frames == 0)
@@ -40,7 +39,7 @@ DWORD clDSP::ConnectDX(GUID clsid, const char* name, DWORD sampleRate, DWORD ope
     TraceEntry(this, kFunction);
     const CLockObj lock(&m_lock);
     if (InEffect())
-        return Fail(kBusy, kFunction);
+        return Fail(kCalledFromEffect, kFunction);
     const CInEffect inside(*this);
     TakeEditorDown();
     m_client.reset();
@@ -69,7 +68,7 @@ DWORD clDSP::BeginConversion(const DSPConversionInfo* info, const wchar_t* setti
     TraceEntry(this, kFunction);
     const CLockObj lock(&m_lock);
     if (InEffect())
-        return Fail(kBusy, kFunction);
+        return Fail(kCalledFromEffect, kFunction);
     CAudioFormat format;
     const bool formatGiven = info != nullptr && format.Assign(info->pFormat);
     CMemBuff decoded(kSettingsGrowBytes);
@@ -94,8 +93,10 @@ DWORD clDSP::BeginConversion(const DSPConversionInfo* info, const wchar_t* setti
 
 DWORD clDSP::PassAudioBlock(DSPAudioBlock* block) {
     const CLockObj lock(&m_lock);
-    if (block == nullptr || InEffect())
-        return 0;
+    if (InEffect())
+        return Fail(kCalledFromEffect, kPassAudioBlock);
+    if (block == nullptr)
+        return Fail(kNoAccess, kPassAudioBlock);
     if (m_client == nullptr || !m_converter.IsFitted() || m_converter.frameBytes == 0)
         return 1;
     const CInEffect inside(*this);

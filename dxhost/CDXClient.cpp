@@ -184,18 +184,14 @@ HRESULT CDXClient::PersistStream(IPersistStream** persist) {
 bool CDXClient::GetState(void** bytes, std::uint32_t* size) {
     *bytes = nullptr;
     *size = 0;
-    IStream* stream = nullptr;
-    if (FAILED(::CreateStreamOnHGlobal(nullptr, TRUE, &stream)))
-        return false;
-    const bool saved = SUCCEEDED(SaveTo(stream)) && CopyState(stream, bytes, size);
-    m_guard->Release(stream);
-    return saved;
-}
-
-HRESULT CDXClient::SaveTo(IStream* stream) {
     IPersistStream* persist = nullptr;
-    RETURN_IF_FAILED(PersistStream(&persist));
-    const HRESULT saved = m_guard->Call([&] { return persist->Save(stream, TRUE); });
+    if (FAILED(PersistStream(&persist)))
+        return false;
+    IStream* stream = nullptr;
+    const bool saved = SUCCEEDED(::CreateStreamOnHGlobal(nullptr, TRUE, &stream)) &&
+                       SUCCEEDED(m_guard->Call([&] { return persist->Save(stream, TRUE); })) &&
+                       CopyState(stream, bytes, size);
+    m_guard->Release(stream);
     m_guard->Release(persist);
     return saved;
 }

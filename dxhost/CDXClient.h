@@ -65,7 +65,6 @@ private:
     HRESULT CreatePage();
     HRESULT AskForPage(CLSID* page);
     HRESULT StartGraph();
-    HRESULT SaveTo(IStream* stream);
     bool CopyState(IStream* stream, void** bytes, std::uint32_t* size);
     HRESULT PersistStream(IPersistStream** persist);
     HRESULT HoldModule(IUnknown* object, HMODULE* module);

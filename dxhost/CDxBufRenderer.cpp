@@ -55,6 +55,7 @@ HRESULT CDxBufRenderer::GetOutput(std::uint8_t** data, std::uint32_t* frames, st
 }
 
 int CDxBufRenderer::ReleaseSample() {
+    const CAutoLock lock(Lock());
     const int result = m_sample != nullptr ? 0 : 1;
     m_guard->Release(m_sample);
     return result;
