@@ -78,7 +78,8 @@ void CEnumDlg::AddRow(int candidate) {
         item.pszText = text.data();
         item.lParam = candidate;
         const int row = ListView_InsertItem(m_rows, &item);
-        Tick(row, !m_target->HasElements() || FindPlugIn(*m_target, shown.clsid) >= 0);
+        if (row >= 0)
+            Tick(row, !m_target->HasElements() || FindPlugIn(*m_target, shown.clsid) >= 0);
     } catch (const std::exception&) {
         // Out of memory: a candidate that isn't shown isn't tried.
     }

@@ -14,6 +14,9 @@ public:
     /// All zero when there is none.
     virtual GUID ConnectedEffect() = 0;
 
+    /// The effect is being called on this thread: the calls above would be refused.
+    virtual bool InEffect() const = 0;
+
     /// Around each of the panel's calls: an instance that the host destroys meanwhile (a dialog inside takes
     /// the thread's messages) goes when the outermost call has ended.
     virtual void BeginPanelCall() = 0;

@@ -20,7 +20,14 @@ void LoadPlugInList(HWND form) {
 }
 
 void ScanAndStorePlugInList(HWND form) {
+    static bool underWay = false; // a candidate may take messages, and with them those of another panel
     const CLockObj lock(&PlugInListLock);
+    if (underWay)
+        return;
+    const struct Scan {
+        Scan() { underWay = true; }
+        ~Scan() { underWay = false; }
+    } scan;
     // A host's window thread need not have COM; without it no filter would be found.
     const CComApartment com;
     CEnumDlg().DoModal(form == nullptr ? nullptr : ::GetParent(form), IDD_SCANNER, PlugInList);

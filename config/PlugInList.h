@@ -16,5 +16,6 @@ extern CLockObj PlugInListLock;
 void LoadPlugInList(HWND form);
 
 /// Shows the scanner, owned by the form's parent, lets it rebuild PlugInList, and stores the list whatever
-/// button ended it. Takes the lock. Thread: the form's.
+/// button ended it. Does nothing while a scan is under way on the same thread. Takes the lock. Thread: the
+/// form's.
 void ScanAndStorePlugInList(HWND form);

@@ -34,7 +34,7 @@ bool IsSoftSynth(const std::wstring& clsidText) {
            ERROR_SUCCESS;
 }
 
-// Null name: this filter is not offered.
+// Null name: this filter is not offered. Throws std::bad_alloc.
 void ReadCandidate(IMoniker* moniker, PlugInElem& candidate) {
     ComPtr<IPropertyBag> bag;
     if (FAILED(moniker->BindToStorage(nullptr, nullptr, IID_PPV_ARGS(&bag))))
@@ -49,8 +49,11 @@ void ReadCandidate(IMoniker* moniker, PlugInElem& candidate) {
         ::WideCharToMultiByte(CP_ACP, 0, friendlyName.c_str(), -1, name, kMaxNameBytes, nullptr, nullptr) ==
             0)
         return;
-    if (std::strncmp(name, "VST ", 4) != 0)
-        candidate.name = CopyName(name);
+    if (std::strncmp(name, "VST ", 4) == 0)
+        return;
+    candidate.name = CopyName(name);
+    if (candidate.name == nullptr)
+        throw std::bad_alloc();
 }
 
 ComPtr<IEnumMoniker> FindFilters() {

@@ -7,8 +7,17 @@ namespace {
 
 constexpr int kIconPixels = 16; // at 96 dpi: what fits on the buttons
 
+// Asks for the resolution itself: the one that is kept for the process must not be fixed this early, before
+// the host has chosen its DPI mode.
+int IconPixels() {
+    const HDC screen = ::GetDC(nullptr);
+    const int dpi = ::GetDeviceCaps(screen, LOGPIXELSX);
+    ::ReleaseDC(nullptr, screen);
+    return XWindow::ScaleForDpi(kIconPixels, dpi);
+}
+
 HICON Load(HINSTANCE module, WORD id) {
-    const int size = XWindow::ScaleForDpi(kIconPixels);
+    const int size = IconPixels();
     return static_cast<HICON>(
         ::LoadImageW(module, MAKEINTRESOURCEW(id), IMAGE_ICON, size, size, LR_DEFAULTCOLOR));
 }

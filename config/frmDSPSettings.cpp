@@ -10,6 +10,7 @@
 #include <shellapi.h>
 
 #include <exception>
+#include <optional>
 #include <string>
 
 namespace {
@@ -26,6 +27,11 @@ int ScaledByVerticalDpi(int value) {
     const int dpi = ::GetDeviceCaps(screen, LOGPIXELSY);
     ::ReleaseDC(nullptr, screen);
     return XWindow::ScaleForDpi(value, dpi);
+}
+
+bool HasPlugIns() {
+    const CLockObj lock(&PlugInListLock);
+    return PlugInList.HasElements();
 }
 
 // An empty string for a name that can't be converted now: the effect can still be picked.
@@ -72,8 +78,11 @@ void frmDSPSettings::OnCreate() {
     MoveTo(m_position.x, m_position.y, kKeep, kKeep);
     SetUpButtons();
     AddToolTips();
-    if (!PlugInList.HasElements())
-        LoadPlugInList(Window());
+    const HWND window = Window();
+    if (!HasPlugIns())
+        LoadPlugInList(window);
+    if (Window() != window) // the host has taken the panel down while the scanner was open
+        return;
     FillPlugInCombo();
     SelectCurrentPlugIn();
     const CLockObj lock(&PlugInListLock);
@@ -148,8 +157,11 @@ void frmDSPSettings::FillPlugInCombo() {
     const CLockObj lock(&PlugInListLock);
     const HWND combo = GetItem(IDC_EFFECTS);
     ::SendMessageW(combo, CB_RESETCONTENT, 0, 0);
+    m_shown.clear();
     for (int i = 0; i < PlugInList.GetCount(); ++i) {
-        const std::wstring name = DisplayName(*PlugInAt(PlugInList, i));
+        const PlugInElem& effect = *PlugInAt(PlugInList, i);
+        m_shown.push_back(effect.clsid);
+        const std::wstring name = DisplayName(effect);
         const LRESULT position =
             ::SendMessageW(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(name.c_str()));
         if (position >= 0)
@@ -157,58 +169,85 @@ void frmDSPSettings::FillPlugInCombo() {
     }
 }
 
-// The combo box may sort in another order than the list: the item data says which is which.
+// The combo box may sort in another order than the list: the item data says which is which. Another panel may
+// have made the list anew since this one was filled: then the class identifier does.
 int frmDSPSettings::SelectedPlugIn() const {
     const HWND combo = GetItem(IDC_EFFECTS);
     const LRESULT position = ::SendMessageW(combo, CB_GETCURSEL, 0, 0);
     if (combo == nullptr || position < 0)
         return -1;
-    const LRESULT index = ::SendMessageW(combo, CB_GETITEMDATA, static_cast<WPARAM>(position), 0);
-    return PlugInAt(PlugInList, static_cast<int>(index)) != nullptr ? static_cast<int>(index) : -1;
+    const auto index =
+        static_cast<std::size_t>(::SendMessageW(combo, CB_GETITEMDATA, static_cast<WPARAM>(position), 0));
+    if (index >= m_shown.size())
+        return -1;
+    const PlugInElem* const effect = PlugInAt(PlugInList, static_cast<int>(index));
+    const bool unchanged = effect != nullptr && effect->clsid == m_shown[index];
+    return unchanged ? static_cast<int>(index) : FindPlugIn(PlugInList, m_shown[index]);
 }
 
-void frmDSPSettings::SelectCurrentPlugIn() {
-    const CLockObj lock(&PlugInListLock);
+bool frmDSPSettings::ShowSelected(const GUID& clsid) {
     const HWND combo = GetItem(IDC_EFFECTS);
     ::SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(-1), 0);
-    const GUID connected = m_owner != nullptr ? m_owner->ConnectedEffect() : GUID{};
-    if (connected == GUID{})
-        return;
-    const int index = FindPlugIn(PlugInList, connected);
-    if (index < 0) {
-        m_owner->ConnectDX(GUID{}, nullptr, kSampleRate, 0);
-        return;
-    }
-    const LRESULT count = ::SendMessageW(combo, CB_GETCOUNT, 0, 0);
+    const int index = FindPlugIn(PlugInList, clsid);
+    const LRESULT count = index < 0 ? 0 : ::SendMessageW(combo, CB_GETCOUNT, 0, 0);
     for (WPARAM position = 0; static_cast<LRESULT>(position) < count; ++position) {
         if (::SendMessageW(combo, CB_GETITEMDATA, position, 0) == index)
             ::SendMessageW(combo, CB_SETCURSEL, position, 0);
     }
+    return index >= 0;
+}
+
+void frmDSPSettings::SelectCurrentPlugIn() {
+    const CLockObj lock(&PlugInListLock);
+    const GUID connected = m_owner != nullptr ? m_owner->ConnectedEffect() : GUID{};
+    if (!ShowSelected(connected) && connected != GUID{})
+        m_owner->ConnectDX(GUID{}, nullptr, kSampleRate, 0);
 }
 
 LRESULT frmDSPSettings::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam, BOOL* handled) {
-    const LRESULT result = m_tooltip.OnMessage(window, message, wParam, lParam, handled);
-    if (*handled || message != WM_COMMAND || m_owner == nullptr)
-        return result;
-    // The host may destroy the instance, and with it this form, while a call below takes messages: the
+    // The host may destroy the instance, and with it this form, while a command below takes messages: the
     // instance then goes, when `call` does, as the last thing here.
-    const CPanelCall call(*m_owner);
-    const WORD id = LOWORD(wParam);
-    if (id == IDC_EFFECTS && HIWORD(wParam) == CBN_SELCHANGE) {
-        OnSelected();
-        return 1;
-    }
-    if (id == IDC_RESCAN)
-        OnRescan();
-    else if (id == IDC_EDITOR_TOGGLE)
-        OnEditorToggle();
+    std::optional<CPanelCall> call;
+    if (message == WM_COMMAND && m_owner != nullptr)
+        call.emplace(*m_owner);
+    const LRESULT result = m_tooltip.OnMessage(window, message, wParam, lParam, handled);
+    if (*handled || !call.has_value())
+        return result;
+    OnCommandOf(LOWORD(wParam), HIWORD(wParam));
     return 0;
+}
+
+void frmDSPSettings::OnCommandOf(WORD id, WORD notification) {
+    const bool selected = id == IDC_EFFECTS && notification == CBN_SELCHANGE;
+    if (!selected && id != IDC_RESCAN && id != IDC_EDITOR_TOGGLE)
+        return;
+    if (m_owner->InEffect())
+        UndoWhileBusy(id);
+    else if (selected)
+        OnSelected();
+    else if (id == IDC_RESCAN)
+        OnRescan();
+    else
+        OnEditorToggle();
+}
+
+void frmDSPSettings::UndoWhileBusy(WORD id) {
+    const CLockObj lock(&PlugInListLock);
+    if (id == IDC_EFFECTS)
+        ShowSelected(m_owner->ConnectedEffect());
+    else if (id == IDC_EDITOR_TOGGLE)
+        CheckEditorButton(!EditorButtonIsChecked());
 }
 
 bool frmDSPSettings::ConnectSelected() {
     const CLockObj lock(&PlugInListLock);
     const PlugInElem* const effect = PlugInAt(PlugInList, SelectedPlugIn());
-    return effect != nullptr && m_owner->ConnectDX(effect->clsid, effect->name, kSampleRate, TRUE) != 0;
+    if (effect == nullptr)
+        return false;
+    // Copies: an effect that takes messages while it goes or comes may let the list be made anew.
+    const GUID clsid = effect->clsid;
+    const std::string name = effect->name != nullptr ? effect->name : "";
+    return m_owner->ConnectDX(clsid, name.c_str(), kSampleRate, TRUE) != 0;
 }
 
 void frmDSPSettings::OnSelected() {
@@ -220,14 +259,20 @@ void frmDSPSettings::OnSelected() {
 }
 
 void frmDSPSettings::OnRescan() {
-    ScanAndStorePlugInList(Window());
+    const HWND window = Window();
+    ScanAndStorePlugInList(window);
+    if (Window() != window) // the host has taken the panel down meanwhile
+        return;
     FillPlugInCombo();
     SelectCurrentPlugIn();
 }
 
+bool frmDSPSettings::EditorButtonIsChecked() const {
+    return ::SendMessageW(GetItem(IDC_EDITOR_TOGGLE), BM_GETCHECK, 0, 0) == BST_CHECKED;
+}
+
 void frmDSPSettings::OnEditorToggle() {
-    const bool wanted = ::SendMessageW(GetItem(IDC_EDITOR_TOGGLE), BM_GETCHECK, 0, 0) == BST_CHECKED;
-    if (!wanted) {
+    if (!EditorButtonIsChecked()) {
         m_owner->CloseEditor();
     } else if (m_owner->OpenEditor() == 0) {
         CheckEditorButton(false);

@@ -10,6 +10,7 @@
 #include <windows.h>
 
 #include <array>
+#include <vector>
 
 /// The settings panel in the host's window: picks one effect of PlugInList, searches for effects again, shows
 /// and hides the chosen one's page, opens the help. It stores nothing and shows no message box.
@@ -52,12 +53,19 @@ private:
     void SetUpButtons();
     void AddToolTips();
     void EndToolTips();
+    /// Shows a class identifier's effect as the selected one. False, and nothing selected, when it is not in
+    /// the list.
+    bool ShowSelected(const GUID& clsid);
+    /// Index into PlugInList of the effect that the combo box shows, or -1. With PlugInListLock held.
+    int SelectedPlugIn() const;
     bool ConnectSelected();
+    void OnCommandOf(WORD id, WORD notification);
     void OnSelected();
     void OnRescan();
     void OnEditorToggle();
-    /// Index into PlugInList that the combo box shows, or -1. With PlugInListLock held.
-    int SelectedPlugIn() const;
+    /// Puts the controls back: while the effect is being called nothing of it can be changed.
+    void UndoWhileBusy(WORD id);
+    bool EditorButtonIsChecked() const;
     void EnableEditorButton(bool enabled);
     void CheckEditorButton(bool checked);
 
@@ -65,6 +73,7 @@ private:
     XToolTipHelper m_tooltip;
     _cmdHelp cmdHelp;
     ISettingsOwner* m_owner = nullptr;
+    std::vector<GUID> m_shown;              // the effects in the combo box, by item data
     std::array<XReturnKey, 2> m_returnKeys; // of the two buttons of the template
     std::array<XToolTip, 3> m_tips;         // of the three controls of the template
 };

@@ -4,6 +4,7 @@
 #include "dsp/trace_log.h"
 #include "dxhost/CDXClient.h"
 #include "resources/resource.h"
+#include "support/module.h"
 #include "support/text.h"
 
 #include <cstdlib>
@@ -44,7 +45,11 @@ clDSP::~clDSP() {
 }
 
 void clDSP::Destroy(clDSP* instance) {
-    if (instance == nullptr || instance->InEffect())
+    if (instance == nullptr)
+        return;
+    if (instance->InEffect() || instance->m_panelCalls > 0)
+        PinModule(); // the host may unload this library next, and there are calls of it under way
+    if (instance->InEffect())
         return;
     const CPanelCall call(*instance);
     instance->m_retired = true;

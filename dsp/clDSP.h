@@ -52,7 +52,7 @@ public:
 
     const DSPHostContext& HostContext() const { return m_context; }
     /// Is the calling thread inside the effect, called back from there?
-    bool InEffect() const { return m_effectThread.load() == ::GetCurrentThreadId(); }
+    bool InEffect() const override { return m_effectThread.load() == ::GetCurrentThreadId(); }
 
 private:
     /// Marks, for a scope, that this thread is inside the effect, which may take the thread's messages there

@@ -8,6 +8,7 @@ namespace {
 
 constexpr DWORD kPassMs = 50;
 constexpr int kMaxChanges = 4;
+constexpr DWORD kMaxWaitMs = 5000;
 
 } // namespace
 
@@ -63,13 +64,29 @@ void CToolTipThread::Run(const CWorkerThread& worker, void* self) {
         if (!thread->PollAll())
             break;
         ::Sleep(kPassMs);
-        MSG message;
-        while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            ::TranslateMessage(&message);
-            ::DispatchMessageW(&message);
-        }
+        thread->TakeMessages();
     }
+    thread->TakeMessages(); // of popups that end themselves
     thread->m_threadId = 0;
+}
+
+void CToolTipThread::TakeMessages() {
+    MSG message;
+    m_takesMessages = true;
+    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        ::TranslateMessage(&message);
+        ::DispatchMessageW(&message);
+    }
+    m_takesMessages = false;
+    ++m_passes;
+}
+
+void CToolTipThread::WaitForMessages() {
+    const unsigned passes = m_passes;
+    const DWORD start = ::GetTickCount();
+    while (
+        !IsCurrentThread() && m_takesMessages && m_passes == passes && ::GetTickCount() - start < kMaxWaitMs)
+        SleepAnswering(1);
 }
 
 // False: there is nothing to poll any more. A busy lock skips the pass.

@@ -29,6 +29,9 @@ public:
     void Remove(const void* toolTip);
     /// Brings the thread in line with the list: without the lock, after each Add and Remove.
     void StartOrStop();
+    /// Returns when no message that the thread had begun with is under way any more, after 5 s at most: what
+    /// a popup did with one may go then. Without the lock, after Remove.
+    void WaitForMessages();
     bool IsCurrentThread() const { return m_threadId == ::GetCurrentThreadId(); }
 
 private:
@@ -40,6 +43,7 @@ private:
     CToolTipThread() = default;
     static void Run(const CWorkerThread& worker, void* self);
     bool PollAll();
+    void TakeMessages();
     bool IsWanted();
     bool IsRunning() const { return m_worker.HasThread() && !m_leaving; }
 
@@ -49,6 +53,8 @@ private:
     std::vector<Entry> m_active;
     std::atomic<bool> m_leaving{false}; // the thread found nothing to do and ends
     std::atomic<DWORD> m_threadId{0};
+    std::atomic<bool> m_takesMessages{false};
+    std::atomic<unsigned> m_passes{0};
     CWorkerThread m_worker;
 };
 

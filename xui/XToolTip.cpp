@@ -70,7 +70,9 @@ void XToolTip::Activate(std::vector<XToolTipItem> items, const XToolTipOptions& 
         m_items = std::move(items);
         m_options = options;
         m_hideRequest = false;
-        if (showsByItself)
+        if (IsVisible())
+            m_hideRequest = true; // to be laid out anew
+        if (showsByItself || m_hideRequest)
             m_spent = false; // no cursor will leave it
         thread.Add(this, Poll);
     }
@@ -97,6 +99,7 @@ void XToolTip::Deactivate() {
         m_shownAtMs = 0;
         m_spent = m_spent || wasVisible;
     }
+    thread.WaitForMessages(); // one to the popup may still be under way
     thread.StartOrStop();
 }
 

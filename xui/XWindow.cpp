@@ -60,7 +60,8 @@ INT_PTR XWindow::CreateFromTemplate(WORD templateId, HWND parent, BOOL modal, HM
         return ::DialogBoxParamW(module, name, parent, DialogProc, object);
     if (::CreateDialogParamW(module, name, parent, DialogProc, object) != nullptr)
         return 1;
-    ReleaseNativeWindow();
+    if (m_nativeGone) // else there is none, or one that was made while this one was being made
+        ReleaseNativeWindow();
     return 0;
 }
 

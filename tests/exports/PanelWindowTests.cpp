@@ -42,15 +42,11 @@ LONG IconSize(HWND button) {
     return bitmap.bmWidth;
 }
 
-// Runs one case of this program in a process that sees the screen at `dpi`.
-DWORD RunAtDpi(int dpi, const char* testCase) {
-    const DWORD value = static_cast<DWORD>(dpi);
-    const wchar_t* const key = L"Control Panel\\Desktop";
-    ::RegSetKeyValueW(HKEY_CURRENT_USER, key, L"LogPixels", REG_DWORD, &value, sizeof value);
-    ::SetEnvironmentVariableA("DXW_TEST_DPI", std::to_string(dpi).c_str());
+// Runs one case of this program in a process of its own.
+DWORD RunAlone(const std::string& testCase) {
     char program[MAX_PATH] = "";
     ::GetModuleFileNameA(nullptr, program, MAX_PATH);
-    std::string line = std::string("\"") + program + "\" \"--test-case=" + testCase + "\"";
+    std::string line = std::string("\"") + program + "\" --no-skip \"--test-case=" + testCase + "\"";
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};
@@ -62,6 +58,16 @@ DWORD RunAtDpi(int dpi, const char* testCase) {
         ::CloseHandle(process.hProcess);
         ::CloseHandle(process.hThread);
     }
+    return code;
+}
+
+// The same in a process that sees the screen at `dpi`.
+DWORD RunAtDpi(int dpi, const std::string& testCase) {
+    const DWORD value = static_cast<DWORD>(dpi);
+    const wchar_t* const key = L"Control Panel\\Desktop";
+    ::RegSetKeyValueW(HKEY_CURRENT_USER, key, L"LogPixels", REG_DWORD, &value, sizeof value);
+    ::SetEnvironmentVariableA("DXW_TEST_DPI", std::to_string(dpi).c_str());
+    const DWORD code = RunAlone(testCase);
     ::SetEnvironmentVariableA("DXW_TEST_DPI", nullptr);
     ::RegDeleteKeyValueW(HKEY_CURRENT_USER, key, L"LogPixels");
     return code;
@@ -316,15 +322,19 @@ TEST_CASE("panels and editors of several instances do not meet, and go in whatev
     CHECK(effects.Record().liveObjects == 0);
 }
 
-TEST_CASE("an instance that the host destroys while its scanner is open goes when that is closed") {
-    Installed effects;
-    for (const bool firstRun : {false, true}) {
+TEST_CASE("an instance that the host destroys while its scanner is open goes when that is closed" *
+          doctest::skip()) { // the module stays in memory after that: see the next case
+    CTestEffects effects;
+    for (const bool firstRun : {true, false}) {
         CAPTURE(firstRun);
+        const CStoredList list{{CLSID_TestEffect, "Test effect"}};
+        if (firstRun)
+            CStoredList::Forget();
         CModule module;
         CPanel panel(module);
         if (!firstRun) {
             panel.Show();
-            panel.Select(Installed::kWorking);
+            panel.Select(0);
         }
         const CScannerPerson person([&](HWND dialog) {
             CHECK(module.Destroy(panel.instance) == 1);
@@ -332,7 +342,6 @@ TEST_CASE("an instance that the host destroys while its scanner is open goes whe
             ::SendMessageW(::GetDlgItem(dialog, IDCANCEL), BM_CLICK, 0, 0);
         });
         if (firstRun) {
-            CStoredList::Forget();
             panel.Show(CHost::SettingsFor(L"x", CLSID_TestEffect));
         } else {
             panel.Press(IDC_RESCAN);
@@ -340,6 +349,10 @@ TEST_CASE("an instance that the host destroys while its scanner is open goes whe
         CHECK(panel.instance == nullptr);
         CHECK(effects.Record().liveObjects == 0);
     }
+}
+
+TEST_CASE("an instance may be destroyed while its scanner is open") {
+    CHECK(RunAlone("an instance that the host destroys*") == 0);
 }
 
 TEST_CASE("the panel is shown, used and removed while a conversion runs on another thread") {
