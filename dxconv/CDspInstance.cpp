@@ -44,3 +44,17 @@ void CDspInstance::Pass(DSPAudioBlock& block) {
     if (block.nBytes < 0 || (block.nBytes > 0 && block.pData == nullptr))
         Fail("the module gave back a block without audio", "use another module");
 }
+
+HWND CDspInstance::ShowPanel(HWND parent, int x, int y, const std::wstring& settings) {
+    const HWND panel = m_module.ShowConfigBit(m_instance, parent, x, y, settings.c_str());
+    if (panel == nullptr)
+        Fail("the module shows no panel", "use another module");
+    return panel;
+}
+
+std::wstring CDspInstance::RemovePanel() {
+    const wchar_t* const settings = m_module.RemoveConfigBit(m_instance, 0);
+    if (settings == nullptr)
+        Fail("the module gave no settings", "use another module");
+    return settings;
+}

@@ -6,8 +6,8 @@
 #include <string>
 
 /// One instance of the module, driven as a host does: Begin, Pass per block, End, and After once the host's
-/// file is finished. What the module hands back is checked. Thread: one, the one that made it. Errors: CError
-/// with ExitCode::Conversion.
+/// file is finished; or ShowPanel and RemovePanel. What the module hands back is checked. Thread: one, the
+/// one that made it. Errors: CError with ExitCode::Conversion.
 class CDspInstance {
 public:
     /// subject: the file that error lines name. Module and logs are borrowed.
@@ -21,6 +21,12 @@ public:
     void Pass(DSPAudioBlock& block);
     void End() { m_module.EndConversion(m_instance, 0); }
     void After() { m_module.AfterConversion(m_instance, 0); }
+
+    /// Shows the panel in `parent`, its upper left corner at (x, y) in client pixels, with the effect that
+    /// the settings name. Returns its window, which stays the module's. Thread: the one that runs `parent`.
+    HWND ShowPanel(HWND parent, int x, int y, const std::wstring& settings);
+    /// Takes the panel down and returns the settings as they are now; empty without an effect.
+    std::wstring RemovePanel();
 
 private:
     [[noreturn]] void Fail(const std::string& what, const std::string& advice) const;

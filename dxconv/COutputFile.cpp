@@ -36,7 +36,7 @@ COutputFile::~COutputFile() {
 
 void COutputFile::Fail(const std::string& what, DWORD error) const {
     throw CError(ExitCode::Output, m_name,
-        what + ": " + SystemErrorText(error) + "; choose another OUT or make room for it");
+        what + ": " + SystemErrorText(error) + "; choose another place or make room for it");
 }
 
 // Said now rather than after an hour's conversion.
@@ -47,9 +47,9 @@ void COutputFile::CheckTarget() const {
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return;
     if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
-        throw CError(ExitCode::Output, m_name, "is a folder; add a file name to OUT");
+        throw CError(ExitCode::Output, m_name, "is a folder; add a file name");
     if ((attributes & FILE_ATTRIBUTE_READONLY) != 0)
-        throw CError(ExitCode::Output, m_name, "is read-only; choose another OUT or make it writable");
+        throw CError(ExitCode::Output, m_name, "is read-only; choose another file or make it writable");
 }
 
 void COutputFile::Seek(std::uint64_t offset) {

@@ -17,23 +17,51 @@ written when the conversion is complete, and not at all when it fails.
 Exit status: 0 done, 1 internal error, 2 command line, 3 IN, 4 OUT, 5 effect or settings not found or not valid,
 6 the effect or the module failed, 7 the module cannot be loaded, 8 cancelled.)";
 
+constexpr char kPanelFooter[] =
+    R"(Closing the window prints the settings text and puts it into the file, which is made if there is none yet;
+Ctrl+C closes it and keeps nothing. Pick an effect once, then use it:
+
+  dxconv panel --settings-file hall.txt
+  dxconv convert in.wav out.wav --settings-file hall.txt)";
+
+struct SettingsOptions {
+    CLI::Option* text;
+    CLI::Option* file;
+};
+
+SettingsOptions AddSettings(CLI::App& verb, std::string& text, std::string& file) {
+    const SettingsOptions added{verb.add_option("--settings", text, "Settings text of a host"),
+        verb.add_option("--settings-file", file, "File with the settings text")};
+    added.text->excludes(added.file);
+    return added;
+}
+
+void AddModule(CLI::App& verb, std::string& module) {
+    verb.add_option("--module", module, "Another module than dxwrapper.dll")->group("");
+}
+
 void AddConvert(CLI::App& app, ConvertOptions& options) {
     CLI::App* convert = app.add_subcommand("convert", "Runs a WAV file through an effect");
     convert->footer(kFooter);
     convert->add_option("IN", options.in, "WAV file to read")->required();
     convert->add_option("OUT", options.out, "WAV file to write; replaced when it exists")->required();
     auto* effect = convert->add_option("--effect", options.effect, "Effect, by name or class id {...}");
-    auto* settings = convert->add_option("--settings", options.settings, "Settings text of a host");
-    auto* file = convert->add_option("--settings-file", options.settingsFile, "File with the settings text");
+    const SettingsOptions settings = AddSettings(*convert, options.settings, options.settingsFile);
     convert->add_option("--state-file", options.stateFile, "File with the effect's state")->needs(effect);
-    effect->excludes(settings)->excludes(file);
-    settings->excludes(file);
+    effect->excludes(settings.text)->excludes(settings.file);
     convert->add_option("--block-ms", options.blockMs, "Milliseconds of audio per block")
         ->check(CLI::Range(1, 60000))
         ->capture_default_str();
     convert->add_option("--log-dir", options.logDir, "Folder for the module's logs");
     convert->add_flag("--quiet", options.quiet, "No progress and no summary");
-    convert->add_option("--module", options.module, "Another module than dxwrapper.dll")->group("");
+    AddModule(*convert, options.module);
+}
+
+void AddPanel(CLI::App& app, PanelOptions& options) {
+    CLI::App* panel = app.add_subcommand("panel", "Opens the settings panel of the module");
+    panel->footer(kPanelFooter);
+    AddSettings(*panel, options.settings, options.settingsFile);
+    AddModule(*panel, options.module);
 }
 
 } // namespace
@@ -50,6 +78,7 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     scan->add_flag("--headless", result.scan.headless, "Tests all candidates without the scanner's window");
     CLI::App* check = app.add_subcommand("check", "Tests one effect and says why it is refused");
     check->add_option("EFFECT", result.check, "Effect, by name or class id {...}")->required();
+    AddPanel(app, result.panel);
     app.add_subcommand("version", "Prints the version");
     try {
         std::reverse(arguments.begin(), arguments.end());
@@ -58,15 +87,16 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
             throw CLI::RequiredError("a verb");
         static const std::map<std::string, Verb> kVerbs{{"convert", Verb::Convert},
             {"effects", Verb::Effects}, {"list", Verb::List}, {"scan", Verb::Scan}, {"check", Verb::Check},
-            {"version", Verb::Version}};
+            {"panel", Verb::Panel}, {"version", Verb::Version}};
         result.verb = kVerbs.at(app.get_subcommands().front()->get_name());
     } catch (const CLI::CallForHelp&) {
         Print(STD_OUTPUT_HANDLE, app.help());
     } catch (const CLI::ParseError& error) {
         const std::string what = error.what();
-        throw what.starts_with("--") ? CError(ExitCode::Usage, what.substr(0, what.find(':')),
-                                           what.substr(what.find(':') + 2) + "; see --help")
-                                     : CError(ExitCode::Usage, "command line", what + "; see dxconv --help");
+        const std::size_t colon = what.starts_with("--") ? what.find(": ") : what.npos;
+        throw colon != what.npos
+            ? CError(ExitCode::Usage, what.substr(0, colon), what.substr(colon + 2) + "; see --help")
+            : CError(ExitCode::Usage, "command line", what + "; see dxconv --help");
     }
     return result;
 }

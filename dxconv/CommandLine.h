@@ -5,13 +5,14 @@
 #include <string>
 #include <vector>
 
-enum class Verb { None, Convert, Effects, List, Scan, Check, Version };
+enum class Verb { None, Convert, Effects, List, Scan, Check, Panel, Version };
 
 struct CommandLine {
     Verb verb = Verb::None; // None: help was asked for and is printed
     ConvertOptions convert;
     ScanOptions scan;
     std::string check; // the effect
+    PanelOptions panel;
 };
 
 /// arguments: UTF-8, without the program's name. Throws CError with ExitCode::Usage.

@@ -21,7 +21,7 @@ Temporary& OpenTemporary() {
     return temporary;
 }
 
-constexpr char kAgain[] = "run it again for the whole file";
+constexpr char kAgain[] = "run it again";
 
 std::atomic<bool> g_cancelled = false;
 
@@ -77,8 +77,14 @@ void RemoveOnInterruption(const std::wstring& temporaryPath, const std::string& 
     temporary.name = name;
 }
 
+bool IsCancelled() {
+    return g_cancelled;
+}
+
 void ThrowIfCancelled() {
-    if (g_cancelled)
-        throw CError(ExitCode::Cancelled, OpenTemporary().name,
-            std::string("nothing was written: cancelled; ") + kAgain);
+    if (!IsCancelled())
+        return;
+    const std::string& name = OpenTemporary().name;
+    throw CError(ExitCode::Cancelled, name.empty() ? "end of run" : name,
+        (name.empty() ? "" : "nothing was written: ") + std::string("cancelled; ") + kAgain);
 }

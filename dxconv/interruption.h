@@ -12,5 +12,8 @@ void WatchForInterruption();
 /// The file to remove, and the name by which the user knows it; empty when there is none any more.
 void RemoveOnInterruption(const std::wstring& temporaryPath, const std::string& name);
 
+/// Whether Ctrl+C was pressed.
+bool IsCancelled();
+
 /// Throws CError with ExitCode::Cancelled after Ctrl+C.
 void ThrowIfCancelled();

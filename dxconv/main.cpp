@@ -27,6 +27,9 @@ void Run(std::vector<std::string> arguments) {
     case Verb::Check:
         RunCheck(commandLine.check);
         break;
+    case Verb::Panel:
+        RunPanel(commandLine.panel);
+        break;
     case Verb::Version:
         RunVersion();
         break;

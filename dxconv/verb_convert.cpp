@@ -5,6 +5,7 @@
 #include "dxconv/CWavWriter.h"
 #include "dxconv/files.h"
 #include "dxconv/find_effect.h"
+#include "dxconv/given_settings.h"
 #include "dxconv/interruption.h"
 #include "dxconv/settings_text.h"
 #include "dxconv/text.h"
@@ -18,25 +19,9 @@ namespace {
 
 constexpr std::uint64_t kLargestBlockBytes = std::uint64_t{16} * 1024 * 1024; // longer blocks are cut to this
 
-// Checked here because the module takes what it cannot read for "no effect".
-std::wstring CheckedSettings(const std::wstring& settings, const std::string& subject) {
-    if (!settings.empty() && !IsSettings(settings))
-        throw CError(
-            ExitCode::Effect, subject, "is no settings text (NAME=X and hexadecimal digits); copy it again");
-    return settings;
-}
-
 std::wstring SettingsFor(const ConvertOptions& options) {
-    if (!options.settings.empty())
-        return CheckedSettings(Wide(options.settings), "--settings");
-    if (!options.settingsFile.empty()) {
-        std::wstring settings;
-        if (!DecodeTextFile(ReadSmallFile(options.settingsFile, "--settings-file"), settings))
-            throw CError(ExitCode::Effect, options.settingsFile, "is not text; save it as UTF-8 or UTF-16");
-        return CheckedSettings(settings, options.settingsFile);
-    }
     if (options.effect.empty())
-        return {};
+        return GivenSettings(options.settings, options.settingsFile);
     const FoundEffect effect = FindEffect(options.effect);
     std::vector<unsigned char> state;
     if (!options.stateFile.empty())

@@ -16,6 +16,14 @@ struct ConvertOptions {
     bool quiet = false;
 };
 
+/// At most one of settings and settingsFile is given.
+struct PanelOptions {
+    std::string settings;
+    std::string
+        settingsFile; // read, and written when the panel is closed; may be one that is still to be made
+    std::string module;
+};
+
 struct ScanOptions {
     bool headless = false; // without the dialog: tries all candidates
 };
@@ -28,4 +36,6 @@ void RunList();
 void RunScan(const ScanOptions& options);
 /// effect: name or class id. Throws, after what it found is printed, when the effect can't be used.
 void RunCheck(const std::string& effect);
+/// Returns when the user has closed the panel's window.
+void RunPanel(const PanelOptions& options);
 void RunVersion();

@@ -1,3 +1,4 @@
+#include "tests/dxconv/CInstalledEcho.h"
 #include "tests/dxconv/fixture.h"
 
 #include <objbase.h>
@@ -5,27 +6,6 @@
 namespace {
 
 constexpr wchar_t kKey[] = L"Software\\Orvelle\\DXWrapper";
-
-// Echo, registered by its own DLL for a scope.
-class CInstalledEcho {
-public:
-    CInstalledEcho() : m_library(::LoadLibraryW(L"..\\echo.dll")) {
-        REQUIRE(Call("DllRegisterServer") == S_OK);
-    }
-    ~CInstalledEcho() {
-        Call("DllUnregisterServer");
-        ::FreeLibrary(m_library);
-    }
-    CInstalledEcho(const CInstalledEcho&) = delete;
-    CInstalledEcho& operator=(const CInstalledEcho&) = delete;
-
-private:
-    HRESULT Call(const char* name) const {
-        void* const address = reinterpret_cast<void*>(::GetProcAddress(m_library, name));
-        return address == nullptr ? E_FAIL : reinterpret_cast<HRESULT(WINAPI*)()>(address)();
-    }
-    const HMODULE m_library;
-};
 
 std::string StoredBlob() {
     char blob[256];
