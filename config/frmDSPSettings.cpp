@@ -76,8 +76,12 @@ void frmDSPSettings::OnCreate() {
     m_tooltip.Attach(Window());
     CreateHelpButton();
     MoveTo(m_position.x, m_position.y, kKeep, kKeep);
-    SetUpButtons();
-    AddToolTips();
+    SetUpButton(m_rescanKey, IDC_RESCAN, g_formIcons.rescan);
+    SetUpButton(m_editorKey, IDC_EDITOR_TOGGLE, g_formIcons.editor);
+    EnableEditorButton(false);
+    AddToolTip(m_rescanTip, IDC_RESCAN, L"Search this computer for effects again");
+    AddToolTip(m_effectsTip, IDC_EFFECTS, L"The effect to use");
+    AddToolTip(m_editorTip, IDC_EDITOR_TOGGLE, L"Show or hide the effect's controls");
     const HWND window = Window();
     if (!HasPlugIns())
         LoadPlugInList(window);
@@ -104,40 +108,26 @@ void frmDSPSettings::CreateHelpButton() {
         m_tooltip.Register(cmdHelp);
 }
 
-void frmDSPSettings::SetUpButtons() {
-    const struct {
-        int id;
-        HICON icon;
-    } buttons[] = {{IDC_RESCAN, g_formIcons.rescan}, {IDC_EDITOR_TOGGLE, g_formIcons.editor}};
-    for (std::size_t i = 0; i < m_returnKeys.size(); ++i) {
-        const HWND button = GetItem(buttons[i].id);
-        ::SendMessageW(button, BM_SETIMAGE, IMAGE_ICON, reinterpret_cast<LPARAM>(buttons[i].icon));
-        m_returnKeys[i].Attach(button);
-    }
-    EnableEditorButton(false);
+void frmDSPSettings::SetUpButton(XReturnKey& returnKey, int id, HICON icon) {
+    const HWND button = GetItem(id);
+    ::SendMessageW(button, BM_SETIMAGE, IMAGE_ICON, reinterpret_cast<LPARAM>(icon));
+    returnKey.Attach(button);
 }
 
-void frmDSPSettings::AddToolTips() {
-    const struct {
-        int id;
-        const wchar_t* text;
-    } tips[] = {{IDC_RESCAN, L"Search this computer for effects again"}, {IDC_EFFECTS, L"The effect to use"},
-        {IDC_EDITOR_TOGGLE, L"Show or hide the effect's controls"}};
-    for (std::size_t i = 0; i < m_tips.size(); ++i) {
-        XToolTipItem item;
-        item.text = tips[i].text;
-        item.colour = ::GetSysColor(COLOR_INFOTEXT);
-        XToolTipOptions options;
-        options.owner = GetItem(tips[i].id);
-        options.ownerBound = true;
-        m_tips[i].Activate({item}, options);
-    }
+void frmDSPSettings::AddToolTip(XToolTip& toolTip, int id, const wchar_t* text) {
+    XToolTipItem item;
+    item.text = text;
+    item.colour = ::GetSysColor(COLOR_INFOTEXT);
+    XToolTipOptions options;
+    options.owner = GetItem(id);
+    options.ownerBound = true;
+    toolTip.Activate({item}, options);
 }
 
 void frmDSPSettings::EndToolTips() {
     m_tooltip.Detach();
-    for (XToolTip& tip : m_tips)
-        tip.Deactivate();
+    for (XToolTip* const toolTip : {&m_rescanTip, &m_effectsTip, &m_editorTip})
+        toolTip->Deactivate();
 }
 
 void frmDSPSettings::UncheckEditorButton() {

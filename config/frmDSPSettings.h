@@ -9,7 +9,6 @@
 
 #include <windows.h>
 
-#include <array>
 #include <vector>
 
 /// The settings panel in the host's window: picks one effect of PlugInList, searches for effects again, shows
@@ -50,8 +49,8 @@ private:
     };
 
     void CreateHelpButton();
-    void SetUpButtons();
-    void AddToolTips();
+    void SetUpButton(XReturnKey& returnKey, int id, HICON icon);
+    void AddToolTip(XToolTip& toolTip, int id, const wchar_t* text);
     void EndToolTips();
     /// Shows a class identifier's effect as the selected one. False, and nothing selected, when it is not in
     /// the list.
@@ -73,7 +72,10 @@ private:
     XToolTipHelper m_tooltip;
     _cmdHelp cmdHelp;
     ISettingsOwner* m_owner = nullptr;
-    std::vector<GUID> m_shown;              // the effects in the combo box, by item data
-    std::array<XReturnKey, 2> m_returnKeys; // of the two buttons of the template
-    std::array<XToolTip, 3> m_tips;         // of the three controls of the template
+    std::vector<GUID> m_shown; // the effects in the combo box, by item data
+    XReturnKey m_rescanKey;
+    XReturnKey m_editorKey;
+    XToolTip m_rescanTip;
+    XToolTip m_effectsTip;
+    XToolTip m_editorTip;
 };
