@@ -1,8 +1,36 @@
-#include "tests/xui/pump.h"
+#include "tests/xui/stage.h"
+#include "xui/XToolTip.h"
 
 #include <doctest/doctest.h>
 
+#include <utility>
+
 namespace {
+
+constexpr int kHidden = -2;
+constexpr int kNotLayered = -1;
+constexpr DWORD kStartMs = 0xFFFFFF00; // the tick count starts again from 0 on the way
+
+struct Moment {
+    DWORD elapsedMs;
+    int alpha; // or kHidden, kNotLayered
+};
+
+struct Life {
+    DWORD delayMs;
+    DWORD meantDelayMs;
+    DWORD durationMs;
+    bool noFade;
+    std::vector<Moment> moments; // since it was shown
+};
+
+const Life kLives[] = {
+    {200, 200, 9000, false, {{0, 255}, {6500, 255}, {7750, 128}, {9000, 0}, {9001, kHidden}}},
+    {50, 50, 3000, false, {{2000, 255}, {2500, 128}, {3000, 0}, {3001, kHidden}}},
+    {0, 1000, 0, false, {{7500, 255}, {8750, 128}, {10000, 0}, {10001, kHidden}}},
+    {1, 1, XToolTipOptions::kUnlimitedMs, false, {{0, 255}, {100000, 255}, {0xF0000000, 255}}},
+    {1, 1, 600, true, {{0, kNotLayered}, {600, kNotLayered}, {601, kHidden}, {90000, kHidden}}},
+};
 
 std::vector<XToolTipItem> Text(const wchar_t* text = L"text") {
     XToolTipItem item;
@@ -19,175 +47,152 @@ XToolTipOptions Over(HWND owner, DWORD delayMs, DWORD durationMs) {
     return options;
 }
 
-bool Becomes(const XToolTip& tip, bool visible, DWORD timeoutMs = 3000) {
-    return PumpUntil([&] { return tip.IsVisible() == visible; }, timeoutMs);
+XToolTipOptions ByItself(HWND anchor) {
+    XToolTipOptions options;
+    options.anchor = anchor;
+    options.showNow = true;
+    options.delayMs = 1;
+    options.durationMs = XToolTipOptions::kUnlimitedMs;
+    return options;
 }
 
-int AlphaOf(const XToolTip& tip) {
+int LookOf(const XToolTip& tip) {
     BYTE alpha = 0;
-    return ::GetLayeredWindowAttributes(tip.Window(), nullptr, &alpha, nullptr) ? alpha : -1;
-}
-
-void Count(void* counter) {
-    ++*static_cast<std::atomic<int>*>(counter);
+    if (!tip.IsVisible())
+        return kHidden;
+    return ::GetLayeredWindowAttributes(tip.Window(), nullptr, &alpha, nullptr) ? alpha : kNotLayered;
 }
 
 } // namespace
 
-TEST_CASE("a tooltip shows after its delay, fades, hides, and comes back only when the cursor has left") {
+TEST_CASE("a tooltip shows when its delay is over, fades in the last part of its time, then hides") {
     CForm form;
     PutCursor(kOnForm);
-    XToolTip tip;
-    const DWORD start = ::GetTickCount();
-    tip.Activate(Text(), Over(form.Window(), 200, 1500));
-    REQUIRE(Becomes(tip, true));
-    const DWORD shown = ::GetTickCount();
-    CHECK(shown - start >= 200);
-    const auto style = static_cast<DWORD>(::GetWindowLongW(tip.Window(), GWL_STYLE));
-    const auto exStyle = static_cast<DWORD>(::GetWindowLongW(tip.Window(), GWL_EXSTYLE));
-    CHECK((style & (WS_POPUP | WS_DLGFRAME)) == WS_POPUP);
-    CHECK((exStyle & (WS_EX_LAYERED | WS_EX_TOOLWINDOW | WS_EX_TOPMOST)) == 0x80088);
-    PumpFor(500);
-    CHECK(tip.IsEnabled());
-    CHECK(tip.IsSpent());
-    CHECK(AlphaOf(tip) == 255); // the fade takes the last third
-    int lowest = 255;
-    bool falls = true;
-    while (tip.IsVisible() && ::GetTickCount() - shown < 3000) {
-        const int alpha = AlphaOf(tip);
-        const DWORD elapsed = ::GetTickCount() - shown;
-        if (alpha < 0)
-            break;
-        falls = falls && alpha <= lowest;
-        lowest = alpha;
-        if (elapsed > 1150 && elapsed < 1450) { // one or two passes late at most
-            const int expected = 255 - static_cast<int>(elapsed - 1000) * 255 / 500;
-            CHECK(alpha >= expected - 30);
-            CHECK(alpha <= expected + 90);
-        }
-        PumpFor(20);
-    }
-    CHECK(falls);
-    CHECK(lowest < 60);
-    CHECK(::GetTickCount() - shown >= 1400);
-    CHECK_FALSE(Becomes(tip, true, 500)); // spent
-    PutCursor(kOffForm);
-    CHECK(PumpUntil([&] { return !tip.IsSpent(); }));
-    PutCursor(kOnForm);
-    CHECK(Becomes(tip, true));
-    PutCursor(kOffForm);
-    CHECK(Becomes(tip, false)); // at once
-}
-
-TEST_CASE("an unlimited tooltip neither fades nor hides, one without fading is not layered") {
-    CForm form;
-    for (const bool noFade : {false, true}) {
-        XToolTipOptions options;
-        options.anchor = form.Window();
-        options.keepShown = true;
-        options.framed = true;
-        options.delayMs = 1;
-        options.durationMs = XToolTipOptions::kUnlimitedMs;
-        options.noFade = noFade;
+    for (const Life& life : kLives) {
+        CAPTURE(life.durationMs);
+        XToolTipOptions options = Over(form.Window(), life.delayMs, life.durationMs);
+        options.noFade = life.noFade;
         XToolTip tip;
         tip.Activate(Text(), options);
-        CHECK(tip.IsVisible()); // has waited for it
-        PumpFor(200);
-        CHECK(AlphaOf(tip) == (noFade ? -1 : 255));
-        CHECK((::GetWindowLongW(tip.Window(), GWL_STYLE) & WS_DLGFRAME) != 0);
-        tip.Deactivate();
-        CHECK_FALSE(tip.IsVisible());
+        const DWORD shownMs = kStartMs + life.meantDelayMs + 1;
+        REQUIRE(PassAt(kStartMs));
+        REQUIRE(PassAt(shownMs - 1));
+        CHECK(LookOf(tip) == kHidden);
+        REQUIRE(PassAt(shownMs));
+        CHECK(tip.IsEnabled());
+        for (const Moment& moment : life.moments) {
+            CAPTURE(moment.elapsedMs);
+            REQUIRE(PassAt(shownMs + moment.elapsedMs));
+            CHECK(LookOf(tip) == moment.alpha);
+        }
+    }
+}
+
+TEST_CASE("a tooltip shows once while the cursor stays, hides when it leaves, and again when it comes back") {
+    struct Step {
+        POINT cursor;
+        DWORD nowMs;
+        bool visible;
+    };
+    CForm form;
+    XToolTipOptions overRect; // edges included
+    overRect.hotRect = {300, 310, 320, 330};
+    overRect.delayMs = 1;
+    const std::pair<XToolTipOptions, std::vector<Step>> scripts[] = {
+        {Over(form.Window(), 10, 100),
+            {{kOnForm, 1000, false}, {kOnForm, 1011, true}, {kOnForm, 1200, false}, {kOnForm, 9000, false},
+                {kOffForm, 9010, false}, {kOnForm, 9020, false}, {kOnForm, 9031, true},
+                {kOffForm, 9031, false}}},
+        {overRect, {{{300, 310}, 10, false}, {{300, 310}, 12, true}, {{299, 310}, 13, false},
+                       {{320, 330}, 20, false}, {{320, 330}, 22, true}, {{321, 330}, 23, false},
+                       {{320, 310}, 30, false}, {{320, 310}, 32, true}, {{320, 309}, 33, false},
+                       {{300, 330}, 40, false}, {{300, 330}, 42, true}, {{300, 331}, 43, false}}},
+    };
+    for (const auto& [options, steps] : scripts) {
+        XToolTip tip;
         tip.Activate(Text(), options);
-        CHECK(tip.IsVisible());
+        for (const Step& step : steps) {
+            CAPTURE(step.nowMs);
+            PutCursor(step.cursor);
+            REQUIRE(PassAt(step.nowMs));
+            CHECK(tip.IsVisible() == step.visible);
+        }
     }
 }
 
 TEST_CASE("the popup holds its lines, on the monitor, clear of the cursor") {
     const RECT screen{0, 0, ::GetSystemMetrics(SM_CXSCREEN), ::GetSystemMetrics(SM_CYSCREEN)};
+    const std::pair<const wchar_t*, POINT> rows[] = {{L"one", kOnForm},
+        {L"one\ntwo", {screen.right - 2, screen.bottom - 2}},
+        {L"a text so long that it has to go over several lines of the popup, whose width is limited",
+            {1, screen.bottom - 2}}};
     CForm form;
-    form.MoveTo(0, 0, screen.right, screen.bottom);
-    SIZE sizes[3]{};
-    const wchar_t* const texts[] = {L"one", L"one\ntwo",
-        L"a text so long that it has to go over several lines of the popup, because its width is limited"};
-    const POINT cursors[] = {kOnForm, {screen.right - 2, screen.bottom - 2}, {1, screen.bottom - 2}};
-    for (int i = 0; i < 3; ++i) {
-        PutCursor(cursors[i]);
+    form.MoveTo(screen);
+    RunClock();
+    LONG oneLine = 0;
+    for (const auto& [text, cursor] : rows) {
+        PutCursor(cursor);
         XToolTip tip;
-        tip.Activate(Text(texts[i]), Over(form.Window(), 1, 5000));
-        REQUIRE(Becomes(tip, true));
+        tip.Activate(Text(text), Over(form.Window(), 1, XToolTipOptions::kUnlimitedMs));
+        REQUIRE(PumpUntil([&] { return tip.IsVisible(); }));
         RECT popup{};
         ::GetWindowRect(tip.Window(), &popup);
-        RECT inside{};
-        ::IntersectRect(&inside, &popup, &screen);
-        CHECK(::EqualRect(&inside, &popup));
-        CHECK_FALSE(::PtInRect(&popup, cursors[i]));
-        sizes[i] = {popup.right - popup.left, popup.bottom - popup.top};
+        CHECK(popup.left >= 0);
+        CHECK(popup.right <= screen.right);
+        CHECK(popup.bottom <= screen.bottom);
+        CHECK_FALSE(::PtInRect(&popup, cursor));
+        CHECK(popup.bottom - popup.top >= oneLine + 10);
+        if (oneLine == 0)
+            oneLine = popup.bottom - popup.top;
     }
-    CHECK(sizes[1].cy >= sizes[0].cy + 10);
-    CHECK(sizes[2].cx > sizes[0].cx);
-    CHECK(sizes[2].cy >= sizes[0].cy + 10);
 }
 
 TEST_CASE("clicks run the callback or hide, icons follow the cursor") {
     CForm form;
+    RunClock();
     std::atomic<int> clicks{0};
-    std::vector<XToolTipItem> items = Text();
-    items.push_back(items[0]);
-    items.push_back(items[0]);
+    std::vector<XToolTipItem> items(3, Text()[0]);
     items[0].kind = XToolTipItem::kIcon;
-    items[0].left = 4;
-    items[0].top = 4;
+    items[0].left = items[0].top = 4;
     items[0].width = items[0].height = 40;
-    items[0].onClick = items[1].onClick = Count;
+    items[0].onClick = items[1].onClick = [](void* counter) { ++*static_cast<std::atomic<int>*>(counter); };
     items[0].argument = items[1].argument = &clicks;
-    XToolTipOptions options;
-    options.anchor = form.Window();
-    options.showNow = true;
-    options.hotRect = {300, 300, 301, 301};
-    options.delayMs = 1;
     PutCursor(kOffForm);
     XToolTip tip;
-    tip.Activate(items, options);
-    REQUIRE(tip.IsVisible());
-    const auto send = [&](UINT message, int x, int y) {
+    tip.Activate(items, ByItself(form.Window()));
+    REQUIRE(tip.IsVisible()); // Activate has waited for it
+    const auto state = [&](UINT message, int x, int y) {
+        PutCursor(tip.ClientToScreen(POINT{x, y}));
         ::SendMessageW(tip.Window(), message, 0, MAKELPARAM(x, y));
+        return tip.ItemState(0);
     };
     CHECK(tip.ItemState(0) == XToolTipItem::kNormal);
-    PutCursor(tip.ClientToScreen(POINT{20, 20}));
-    send(WM_MOUSEMOVE, 20, 20);
-    CHECK(tip.ItemState(0) == XToolTipItem::kHot);
-    send(WM_LBUTTONDOWN, 20, 20);
-    CHECK(tip.ItemState(0) == XToolTipItem::kPressed);
-    send(WM_LBUTTONUP, 20, 20);
+    CHECK(state(WM_MOUSEMOVE, 20, 20) == XToolTipItem::kHot);
+    CHECK(state(WM_LBUTTONDOWN, 20, 20) == XToolTipItem::kPressed);
+    CHECK(state(WM_LBUTTONUP, 20, 20) == XToolTipItem::kHot);
     CHECK(clicks == 1);
-    CHECK(tip.ItemState(0) == XToolTipItem::kHot);
-    send(WM_LBUTTONDOWN, 20, 20);
-    PutCursor(kOffForm);
-    send(WM_MOUSEMOVE, -1, -1);
-    CHECK(tip.ItemState(0) == XToolTipItem::kNormal);
-    send(WM_LBUTTONUP, -1, -1); // let go elsewhere
+    state(WM_LBUTTONDOWN, 20, 20);
+    CHECK(state(WM_MOUSEMOVE, -1, -1) == XToolTipItem::kNormal);
+    state(WM_LBUTTONUP, -1, -1); // let go elsewhere
     CHECK(clicks == 1);
-    const RECT client = tip.GetClientRect();
-    const int bottom = client.bottom - 8;
-    send(WM_LBUTTONUP, 8, 44 + (bottom - 44) / 4);
+    const int bottom = tip.GetClientRect().bottom - 8;
+    state(WM_LBUTTONUP, 8, 44 + (bottom - 44) / 4);
     CHECK(clicks == 2);
-    send(WM_LBUTTONUP, 8, bottom); // without a callback
+    CHECK(tip.IsVisible());
+    state(WM_LBUTTONUP, 8, bottom); // without a callback
     CHECK_FALSE(tip.IsVisible());
     CHECK(tip.IsSpent());
 }
 
 TEST_CASE("a callback may end its tooltip, which ends the thread, and it can be activated again") {
     CForm form;
+    RunClock();
     XToolTip tip;
     std::vector<XToolTipItem> items = Text();
     items[0].onClick = [](void* self) { static_cast<XToolTip*>(self)->Deactivate(); };
     items[0].argument = &tip;
-    XToolTipOptions options;
-    options.anchor = form.Window();
-    options.showNow = true;
-    options.delayMs = 1;
     for (int round = 0; round < 3; ++round) {
-        tip.Activate(items, options);
+        tip.Activate(items, ByItself(form.Window()));
         REQUIRE(tip.IsVisible());
         ::SendMessageW(tip.Window(), WM_LBUTTONUP, 0, MAKELPARAM(8, 8));
         CHECK_FALSE(tip.IsVisible());

@@ -1,12 +1,16 @@
 #pragma once
 
-#include "xui/XToolTip.h"
+#include "xui/XWindow.h"
 
 #include <windows.h>
 
+// The cursor and the tooltip thread's clock are this program's own: the toolkit finds them in place of the
+// system's. The pointer of a display is moved by every program on it, and a loaded machine keeps no time.
+// The thread's passes follow one another without a rest.
+
 /// Runs the messages of this thread until `done` or for at most timeoutMs. Returns what `done` says.
 template <typename Done>
-bool PumpUntil(Done done, DWORD timeoutMs = 5000) {
+bool PumpUntil(Done done, DWORD timeoutMs = 20000) {
     const DWORD start = ::GetTickCount();
     while (!done() && ::GetTickCount() - start < timeoutMs) {
         MSG message;
@@ -19,9 +23,12 @@ bool PumpUntil(Done done, DWORD timeoutMs = 5000) {
     return done();
 }
 
-inline void PumpFor(DWORD ms) {
-    PumpUntil([] { return false; }, ms);
-}
+/// Screen coordinates.
+void PutCursor(POINT point);
+/// Stops the tooltip thread's clock at nowMs and lets the thread make a whole pass. False when it makes none.
+bool PassAt(DWORD nowMs);
+/// The tooltip thread's clock goes with the system's again.
+void RunClock();
 
 /// A visible window in the middle of the screen to hang controls and tooltips on.
 class CForm : public XWindow {
@@ -31,7 +38,3 @@ public:
 
 constexpr POINT kOnForm{350, 300};
 constexpr POINT kOffForm{20, 20};
-
-inline void PutCursor(POINT point) {
-    ::SetCursorPos(point.x, point.y);
-}
