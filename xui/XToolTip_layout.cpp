@@ -5,6 +5,7 @@
 #include "xui/theme.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace {
 
