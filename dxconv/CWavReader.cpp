@@ -141,7 +141,7 @@ void CWavReader::FindAudioEnd(std::uint32_t storedBytes) {
     const bool inDs64 = m_head.ds64Offset != 0 && storedBytes == kNo32BitSize;
     if (!inDs64)
         m_head.dataBytes = storedBytes;
-    const bool riffUnknown = m_head.riffBytes == kNo32BitSize || m_head.riffBytes + 8 <= m_head.dataOffset;
+    const bool riffUnknown = m_head.riffBytes == kNo32BitSize || m_head.riffBytes <= m_head.dataOffset - 8;
     m_head.untilEnd = (storedBytes == kNo32BitSize && !inDs64) || (m_head.dataBytes == 0 && riffUnknown);
 }
 

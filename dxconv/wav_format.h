@@ -13,6 +13,8 @@ struct WavFormat {
     std::uint32_t blockAlign = 0; // bytes of a frame
     bool isFloat = false;
     std::array<std::uint8_t, 44> bytes{}; // WAVEFORMATEX or WAVEFORMATEXTENSIBLE; cbSize fits
+
+    bool operator==(const WavFormat&) const = default;
 };
 
 /// What precedes the audio. Offsets count from the start of the file; 0 = there is none.
@@ -25,6 +27,8 @@ struct WavHead {
     std::uint64_t ds64Offset = 0; // body of the ds64 chunk: RIFF size, data size, frames, each 64 bits
     std::uint64_t factOffset = 0; // body of the fact chunk: frames, 32 bits
     std::uint64_t dataOffset = 0; // the audio; its chunk's 32-bit size lies 4 bytes before
+
+    bool operator==(const WavHead&) const = default;
 };
 
 constexpr std::uint32_t kNo32BitSize = 0xFFFFFFFF; // the size is in ds64, or not known
