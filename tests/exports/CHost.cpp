@@ -75,10 +75,9 @@ DWORD CHost::Begin(const WAVEFORMATEX& format, const std::wstring& settings) {
 std::vector<std::uint8_t> CHost::Run(
     const WAVEFORMATEX& format, std::vector<std::uint8_t> data, std::uint32_t blockFrames) {
     std::vector<std::uint8_t> out;
-    const std::size_t step = std::size_t{blockFrames} * format.nBlockAlign;
     failed = false;
-    for (std::size_t at = 0; !failed; at += step) {
-        const std::size_t bytes = std::min(step, data.size() - at);
+    for (std::size_t at = 0, bytes = 0, n = 0; !failed; at += bytes, ++n) {
+        bytes = std::min(BlockFrames(blockFrames, n) * format.nBlockAlign, data.size() - at);
         const bool last = at + bytes == data.size();
         DSPAudioBlock block = Block(format, data.data() + at, bytes, last);
         failed = m_module.PassAudioBlock(instance, &block) == 0;

@@ -72,9 +72,14 @@ public:
         return Begin(format, SettingsFor(L"Test", clsid));
     }
     /// Passes `data` in blocks of `blockFrames` frames, the last one marked, and gives back what came out.
-    /// Stops at a failure; `failed` tells.
+    /// Stops at a failure; `failed` tells. blockFrames 0: blocks of uneven sizes.
     std::vector<std::uint8_t> Run(
         const WAVEFORMATEX& format, std::vector<std::uint8_t> data, std::uint32_t blockFrames);
+
+    /// Frames of block n in such a run.
+    static std::size_t BlockFrames(std::uint32_t blockFrames, std::size_t n) {
+        return blockFrames != 0 ? blockFrames : 1 + n * 2654435761u % 1999;
+    }
 
     static std::wstring SettingsFor(
         const std::wstring& name, const GUID& clsid, const std::vector<std::uint8_t>& state = {});
