@@ -36,7 +36,8 @@ void CWavWriter::Finish() {
     m_reader.CopyRest(m_file);
 
     const std::uint64_t riffEnd = head.riffBytes + 8;
-    const bool riffSizeFits = !head.untilEnd && riffEnd >= head.dataOffset + head.dataBytes;
+    const bool riffSizeFits = !head.untilEnd && riffEnd >= head.dataOffset &&
+                              riffEnd - head.dataOffset >= head.dataBytes; // 64-bit sizes may be any
     if (riffSizeFits && m_reader.TotalBytes() > riffEnd)
         m_outsideBytes = m_reader.TotalBytes() - riffEnd;
     if (!asStored)

@@ -131,7 +131,8 @@ TEST_CASE("an RF64 file stays one and only its sizes change") {
         std::string rest;
     } cases[] = {{whole, 188, "outside"},
         {"BW64" + Rf64(0, 0, 0, Chunks(0, 100, audio + "inside")).substr(4), 194, "inside"},
-        {Rf64(0, 1ull << 40, 0, Chunks(0, kNo32BitSize, audio)), 188, ""}};
+        {Rf64(0, 1ull << 40, 0, Chunks(0, kNo32BitSize, audio)), 188, ""},
+        {Rf64(120, ~0ull, 0, Chunks(0, kNo32BitSize, audio)), 188, ""}};
     for (const auto& c : cases) {
         const std::string chunks = Chunks(26, kNo32BitSize, audio + "\x11\x11\x11\x11" + c.rest);
         const RunResult run = Convert({"-", "-", "--settings", FakeSettings("tail 4")}, c.in);
