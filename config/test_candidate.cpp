@@ -15,6 +15,7 @@ public:
     explicit CTestRun(CandidateVerdict& verdict)
         : m_verdict(verdict), m_guard(std::make_shared<CForeignGuard>()) {}
     ~CTestRun() {
+        m_verdict.leaving = true;
         if (m_running)
             m_graph->Pause();
         if (m_graph != nullptr)
@@ -106,8 +107,7 @@ private:
 
 } // namespace
 
-CandidateVerdict TryCandidate(const GUID& clsid) {
-    CandidateVerdict verdict;
+void TryCandidate(const GUID& clsid, CandidateVerdict& verdict) {
     try {
         CTestRun run(verdict);
         verdict.result = run.Run(clsid);
@@ -115,5 +115,4 @@ CandidateVerdict TryCandidate(const GUID& clsid) {
     } catch (const std::exception&) {
         verdict.result = E_OUTOFMEMORY;
     }
-    return verdict;
 }

@@ -24,6 +24,7 @@ struct CandidateVerdict {
     ULONG pages = 0;                            ///< property pages reported
     int outputChannels = 0;                     ///< 0 before the output is connected
     std::uint32_t framesGiven = 0;              ///< for the block of kTestFrames
+    bool leaving = false;                       ///< the run is over, what it used is being released
 
     bool Passed() const { return step == CandidateStep::Passed; }
 };
@@ -33,8 +34,15 @@ inline constexpr std::int32_t kTestSampleRate = 44100;
 
 /// Tries whether the filter can serve as an effect: creates it, puts it into a graph of its own and sends a
 /// block of silence through. A fault of the filter is a failed step; the filter is then left behind in
-/// memory. Shows no window of ours. Thread: any on which COM is initialised.
-CandidateVerdict TryCandidate(const GUID& clsid);
+/// memory. `verdict` (a fresh one) is up to date before each call into the filter, for the case that one does
+/// not come back. Shows no window of ours. Thread: any on which COM is initialised.
+void TryCandidate(const GUID& clsid, CandidateVerdict& verdict);
+
+inline CandidateVerdict TryCandidate(const GUID& clsid) {
+    CandidateVerdict verdict;
+    TryCandidate(clsid, verdict);
+    return verdict;
+}
 
 inline bool TestCandidate(const GUID& clsid) {
     return TryCandidate(clsid).Passed();

@@ -1,6 +1,7 @@
 #include "dxconv/CDspInstance.h"
 
 #include "dxconv/CError.h"
+#include "dxconv/worker.h"
 
 namespace {
 
@@ -18,9 +19,17 @@ void PumpMessages() {
 CDspInstance::CDspInstance(const CDspModule& module, const CHostLogs& logs, std::string subject)
     : m_module(module), m_logs(logs), m_subject(std::move(subject)) {
     const DSPHostContext context = logs.Context();
-    m_instance = module.Create(&context);
+    {
+        const CInsideCall inside(WorkerCall::Begin);
+        m_instance = module.Create(&context);
+    }
     if (m_instance == nullptr)
         Fail("the module made no instance", "close other programs to free memory");
+}
+
+CDspInstance::~CDspInstance() {
+    const CInsideCall inside(WorkerCall::Release);
+    m_module.Destroy(m_instance);
 }
 
 void CDspInstance::Fail(const std::string& what, const std::string& advice) const {
@@ -33,16 +42,28 @@ void CDspInstance::Begin(const DSPBlockFormat& format, const std::wstring& setti
     if (m_module.Get(m_instance, L"IsLive", nullptr) != 1)
         Fail("the module does not process audio block by block", "use another module");
     const DSPConversionInfo info{{}, &format.ex};
+    const CInsideCall inside(WorkerCall::Begin);
     if (m_module.BeginConversion(m_instance, &info, settings.c_str()) != 1)
         Fail("the effect could not be started", "check with 'dxconv effects' that it is installed");
 }
 
 void CDspInstance::Pass(DSPAudioBlock& block) {
+    const CInsideCall inside(WorkerCall::Block);
     PumpMessages();
     if (m_module.PassAudioBlock(m_instance, &block) != 1)
         Fail("the effect failed while it was running", "try another effect or other settings");
     if (block.nBytes < 0 || (block.nBytes > 0 && block.pData == nullptr))
         Fail("the module gave back a block without audio", "use another module");
+}
+
+void CDspInstance::End() {
+    const CInsideCall inside(WorkerCall::End);
+    m_module.EndConversion(m_instance, 0);
+}
+
+void CDspInstance::After() {
+    const CInsideCall inside(WorkerCall::End);
+    m_module.AfterConversion(m_instance, 0);
 }
 
 HWND CDspInstance::ShowPanel(HWND parent, int x, int y, const std::wstring& settings) {

@@ -12,15 +12,15 @@ class CDspInstance {
 public:
     /// subject: the file that error lines name. Module and logs are borrowed.
     CDspInstance(const CDspModule& module, const CHostLogs& logs, std::string subject);
-    ~CDspInstance() { m_module.Destroy(m_instance); }
+    ~CDspInstance();
     CDspInstance(const CDspInstance&) = delete;
     CDspInstance& operator=(const CDspInstance&) = delete;
 
     void Begin(const DSPBlockFormat& format, const std::wstring& settings);
     /// Processes the block. On the last one pData and nBytes may come back changed (an appended tail).
     void Pass(DSPAudioBlock& block);
-    void End() { m_module.EndConversion(m_instance, 0); }
-    void After() { m_module.AfterConversion(m_instance, 0); }
+    void End();
+    void After();
 
     /// Shows the panel in `parent`, its upper left corner at (x, y) in client pixels, with the effect that
     /// the settings name. Returns its window, which stays the module's. Thread: the one that runs `parent`.

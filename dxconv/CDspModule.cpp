@@ -3,6 +3,7 @@
 #include "dxconv/CError.h"
 #include "dxconv/files.h"
 #include "dxconv/text.h"
+#include "dxconv/worker.h"
 
 namespace {
 
@@ -16,6 +17,7 @@ std::string DefaultModule() {
 
 CDspModule::CDspModule(const std::string& name) {
     const std::string path = name.empty() ? DefaultModule() : name;
+    const CInsideCall inside(WorkerCall::Load);
     m_library = ::LoadLibraryExW(FullPath(path).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (m_library == nullptr)
         throw CError(ExitCode::Module, path,
@@ -29,6 +31,7 @@ CDspModule::CDspModule(const std::string& name) {
 }
 
 CDspModule::~CDspModule() {
+    const CInsideCall inside(WorkerCall::Release);
     ::FreeLibrary(m_library);
 }
 

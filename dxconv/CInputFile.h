@@ -6,7 +6,8 @@
 #include <cstdint>
 #include <string>
 
-/// IN: a file, or the standard input for "-". Errors: CError with ExitCode::Input.
+/// IN: a file, or the standard input for "-". A file that becomes shorter while it is read is an error, and
+/// so is one that vanishes. Errors: CError with ExitCode::Input.
 class CInputFile : public IByteSource {
 public:
     explicit CInputFile(const std::string& name);
@@ -20,6 +21,9 @@ public:
     void Close() { m_file.Reset(); }
 
 private:
+    std::uint64_t Left() const;
+
     std::string m_name;
+    std::uint64_t m_expected = 0; // bytes that were there at first and are still to be read
     CKernelHandle m_file;
 };

@@ -2,28 +2,36 @@
 
 #include "dxconv/CError.h"
 #include "dxconv/files.h"
-#include "dxconv/interruption.h"
 #include "dxconv/text.h"
+#include "dxconv/worker.h"
 
 #include <algorithm>
 #include <vector>
 
-COutputFile::COutputFile(const std::string& name) : m_name(name) {
+std::wstring COutputFile::TemporaryFor(const std::string& name) {
     std::wstring folder = TemporaryFolder();
     if (name != "-") {
+        const std::wstring target = FullPath(name);
+        folder = target.substr(0, target.find_last_of(L'\\') + 1);
+    }
+    std::wstring path;
+    do
+        path = TemporaryName(folder);
+    while (::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES);
+    return path;
+}
+
+COutputFile::COutputFile(const std::string& name, const std::wstring& temporary) : m_name(name) {
+    if (name != "-") {
         m_target = FullPath(name);
-        folder = m_target.substr(0, m_target.find_last_of(L'\\') + 1);
         CheckTarget();
     }
-    // Sharing deletion lets the interruption handlers remove the file while it is open here.
-    do {
-        m_temporary = TemporaryName(folder);
-        m_file = OpenHandle(m_temporary, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE,
-            CREATE_NEW, FILE_ATTRIBUTE_NORMAL);
-    } while (!m_file && ::GetLastError() == ERROR_FILE_EXISTS);
+    m_temporary = temporary.empty() ? TemporaryFor(name) : temporary;
+    m_file = OpenHandle(m_temporary, GENERIC_READ | GENERIC_WRITE | DELETE,
+        FILE_SHARE_READ | FILE_SHARE_DELETE, CREATE_NEW, FILE_ATTRIBUTE_NORMAL);
     if (!m_file)
         Fail("no file can be made in its folder");
-    RemoveOnInterruption(m_temporary, m_name);
+    GoesWhenClosed(true);
 }
 
 COutputFile::~COutputFile() {
@@ -31,7 +39,14 @@ COutputFile::~COutputFile() {
         return;
     m_file.Reset();
     ::DeleteFileW(m_temporary.c_str());
-    RemoveOnInterruption({}, {});
+}
+
+// What the system does for us in every case, a killed process included; not all file systems can.
+bool COutputFile::GoesWhenClosed(bool goes) const {
+    FILE_DISPOSITION_INFO disposition{};
+    disposition.DeleteFile = goes;
+    return ::SetFileInformationByHandle(
+               m_file.Get(), FileDispositionInfo, &disposition, sizeof disposition) != FALSE;
 }
 
 void COutputFile::Fail(const std::string& what, DWORD error) const {
@@ -93,15 +108,22 @@ void COutputFile::CopyToStandardOutput() {
 
 void COutputFile::Commit() {
     if (m_target.empty()) {
+        MarkOutput(OutputState::Committing, true);
         CopyToStandardOutput();
+        MarkOutput(OutputState::Committed);
         return;
     }
     if (!::FlushFileBuffers(m_file.Get()))
         Fail("cannot be written");
+    GoesWhenClosed(false);
     m_file.Reset();
+    MarkOutput(OutputState::Committing);
     if (!::MoveFileExW(
-            m_temporary.c_str(), m_target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
-        Fail("cannot be replaced");
+            m_temporary.c_str(), m_target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+        const DWORD error = ::GetLastError();
+        MarkOutput(OutputState::Unfinished);
+        Fail("cannot be replaced", error);
+    }
+    MarkOutput(OutputState::Committed);
     m_temporary.clear();
-    RemoveOnInterruption({}, {});
 }

@@ -8,10 +8,11 @@
 
 /// OUT: a file, or the standard output for "-". All is written to a temporary file (beside OUT, or in the
 /// temporary folder) that takes OUT's place at Commit: until then nothing touches OUT, and whatever else
-/// happens the temporary file goes. One object at a time. Errors: CError with ExitCode::Output.
+/// happens, the end of the process included, the temporary file goes. Errors: CError with ExitCode::Output.
 class COutputFile : public IByteSink {
 public:
-    explicit COutputFile(const std::string& name);
+    /// temporary: the path to write to until Commit; empty for one of its own choice (TemporaryFor).
+    explicit COutputFile(const std::string& name, const std::wstring& temporary = {});
     ~COutputFile();
     COutputFile(const COutputFile&) = delete;
     COutputFile& operator=(const COutputFile&) = delete;
@@ -23,12 +24,16 @@ public:
     void ReadAt(std::uint64_t offset, void* buffer, std::size_t bytes);
     std::uint64_t Size() const { return m_size; }
 
+    /// A path for the temporary file of an OUT of this name. It was free a moment ago.
+    static std::wstring TemporaryFor(const std::string& name);
+
     /// Puts the file in its place. Afterwards the object is empty.
     void Commit();
 
 private:
     [[noreturn]] void Fail(const std::string& what, DWORD error = ::GetLastError()) const;
     void CheckTarget() const;
+    bool GoesWhenClosed(bool goes) const;
     void Seek(std::uint64_t offset);
     void CopyToStandardOutput();
 

@@ -28,6 +28,11 @@ CProgress::CProgress(bool wanted, std::uint64_t totalFrames, std::uint32_t frame
 
 CProgress::~CProgress() {
     if (m_shown)
+        Wipe();
+}
+
+void CProgress::Wipe() {
+    if (IsConsole(STD_ERROR_HANDLE))
         Print(STD_ERROR_HANDLE, "\r" + std::string(kLineCells, ' ') + "\r");
 }
 

@@ -14,6 +14,9 @@ public:
     CProgress(const CProgress&) = delete;
     CProgress& operator=(const CProgress&) = delete;
 
+    /// Wipes the line of a process that did not come to do it.
+    static void Wipe();
+
     void Advance(std::uint64_t frames);
 
     /// Seconds of audio that one second of work converted so far.

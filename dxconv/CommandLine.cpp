@@ -15,7 +15,12 @@ constexpr char kFooter[] =
 written when the conversion is complete, and not at all when it fails.
 
 Exit status: 0 done, 1 internal error, 2 command line, 3 IN, 4 OUT, 5 effect or settings not found or not valid,
-6 the effect or the module failed, 7 the module cannot be loaded, 8 cancelled.)";
+6 the effect or the module failed, 7 the module cannot be loaded, 8 cancelled, 9 the effect ended the process,
+10 the effect did not return within --timeout.)";
+
+constexpr char kScanFooter[] =
+    R"(--headless tries every candidate in a process of its own. One that crashed, ended its process or did not
+answer is left out by the next scans, until --retry; 'dxconv list --refused' lists them with the reasons.)";
 
 constexpr char kPanelFooter[] =
     R"(Closing the window prints the settings text and puts it into the file, which is made if there is none yet;
@@ -40,6 +45,21 @@ void AddModule(CLI::App& verb, std::string& module) {
     verb.add_option("--module", module, "Another module than dxwrapper.dll")->group("");
 }
 
+void AddTimeout(CLI::App& verb, unsigned& seconds, const char* what) {
+    verb.add_option("--timeout", seconds, std::string(what) + ", in seconds; 0 = no limit")
+        ->check(CLI::Range(0, 86400))
+        ->capture_default_str();
+}
+
+void AddScan(CLI::App& app, ScanOptions& options) {
+    CLI::App* scan = app.add_subcommand("scan", "Finds and tests effects, and stores the usable ones");
+    scan->footer(kScanFooter);
+    auto* headless =
+        scan->add_flag("--headless", options.headless, "Tests all candidates without the scanner's window");
+    scan->add_flag("--retry", options.retry, "Tries again what ended badly last time")->needs(headless);
+    AddTimeout(*scan, options.timeoutSeconds, "Longest time that a candidate may take to answer");
+}
+
 void AddConvert(CLI::App& app, ConvertOptions& options) {
     CLI::App* convert = app.add_subcommand("convert", "Runs a WAV file through an effect");
     convert->footer(kFooter);
@@ -52,6 +72,7 @@ void AddConvert(CLI::App& app, ConvertOptions& options) {
     convert->add_option("--block-ms", options.blockMs, "Milliseconds of audio per block")
         ->check(CLI::Range(1, 60000))
         ->capture_default_str();
+    AddTimeout(*convert, options.timeoutSeconds, "Longest time that one call into the effect may take");
     convert->add_option("--log-dir", options.logDir, "Folder for the module's logs");
     convert->add_flag("--quiet", options.quiet, "No progress and no summary");
     AddModule(*convert, options.module);
@@ -73,11 +94,12 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     app.footer(kFooter);
     AddConvert(app, result.convert);
     app.add_subcommand("effects", "Lists the installed effects: class id and name");
-    app.add_subcommand("list", "Lists the effects that the last scan stored as usable");
-    CLI::App* scan = app.add_subcommand("scan", "Finds and tests effects, and stores the usable ones");
-    scan->add_flag("--headless", result.scan.headless, "Tests all candidates without the scanner's window");
+    CLI::App* list = app.add_subcommand("list", "Lists the effects that the last scan stored as usable");
+    list->add_flag("--refused", result.list.refused, "Those that headless scans refused, and why");
+    AddScan(app, result.scan);
     CLI::App* check = app.add_subcommand("check", "Tests one effect and says why it is refused");
-    check->add_option("EFFECT", result.check, "Effect, by name or class id {...}")->required();
+    check->add_option("EFFECT", result.check.effect, "Effect, by name or class id {...}")->required();
+    AddTimeout(*check, result.check.timeoutSeconds, "Longest time that the effect may take to answer");
     AddPanel(app, result.panel);
     app.add_subcommand("version", "Prints the version");
     try {

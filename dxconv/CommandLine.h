@@ -11,7 +11,8 @@ struct CommandLine {
     Verb verb = Verb::None; // None: help was asked for and is printed
     ConvertOptions convert;
     ScanOptions scan;
-    std::string check; // the effect
+    CheckOptions check;
+    ListOptions list;
     PanelOptions panel;
 };
 

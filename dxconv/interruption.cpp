@@ -2,89 +2,61 @@
 
 #include "dxconv/CError.h"
 #include "dxconv/text.h"
-#include "support/CCritSec.h"
+#include "dxconv/worker.h"
 
 #include <atomic>
-#include <csignal>
-#include <cstdio>
 
 namespace {
 
-struct Temporary {
-    CCritSec section;
-    std::wstring path;
-    std::string name;
-};
+constexpr char kCancelled[] = "cancelled; run it again";
 
-Temporary& OpenTemporary() {
-    static auto& temporary = *new Temporary; // outlives the handlers
-    return temporary;
-}
+std::atomic<bool> g_supervised = false;
+std::atomic<unsigned> g_events = 0;
+std::atomic<bool> g_atOnce = false;
 
-constexpr char kAgain[] = "run it again";
-
-std::atomic<bool> g_cancelled = false;
-
-[[noreturn]] void EndAtOnce(ExitCode code, const std::string& what, const std::string& advice) {
-    Temporary& temporary = OpenTemporary();
-    {
-        const CAutoLock lock(temporary.section);
-        const bool unfinished = ::DeleteFileW(temporary.path.c_str()) != FALSE;
-        PrintErrorLine((unfinished ? temporary.name + ": nothing was written: " : "end of run: ") + what +
-                       "; " + advice);
-    }
-    ::TerminateProcess(::GetCurrentProcess(), static_cast<UINT>(code));
-    __builtin_unreachable();
-}
-
+// Runs on a thread of the system's.
 BOOL WINAPI OnConsoleEvent(DWORD event) {
+    if (!g_supervised) {
+        PrintErrorLine(std::string("end of run: ") + kCancelled);
+        ::TerminateProcess(::GetCurrentProcess(), static_cast<UINT>(ExitCode::Cancelled));
+    }
     const bool asked = event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
-    if (g_cancelled.exchange(true) || !asked)
-        EndAtOnce(ExitCode::Cancelled, "cancelled", kAgain);
+    if (++g_events > 1 || !asked)
+        g_atOnce = true;
+    ::SetEvent(InterruptionEvent());
+    if (!asked)
+        ::Sleep(INFINITE); // the system would end the process at once; the main thread does, when it is done
     return TRUE;
-}
-
-[[noreturn]] void EndCrashed(const char* how) {
-    EndAtOnce(ExitCode::Conversion, std::string("the module or the effect crashed (") + how + ")",
-        "try another effect or other settings");
-}
-
-// What uses the same C run-time ends here when it meets an exception that nobody catches.
-void OnAbort(int) {
-    EndCrashed("abort");
-}
-
-LONG WINAPI OnCrash(EXCEPTION_POINTERS* exception) {
-    char code[16];
-    std::snprintf(code, sizeof code, "0x%08lX", exception->ExceptionRecord->ExceptionCode);
-    EndCrashed(code);
 }
 
 } // namespace
 
 void WatchForInterruption() {
-    OpenTemporary();
-    ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
-    ::SetUnhandledExceptionFilter(OnCrash);
-    std::signal(SIGABRT, OnAbort);
     ::SetConsoleCtrlHandler(OnConsoleEvent, TRUE);
 }
 
-void RemoveOnInterruption(const std::wstring& temporaryPath, const std::string& name) {
-    Temporary& temporary = OpenTemporary();
-    const CAutoLock lock(temporary.section);
-    temporary.path = temporaryPath;
-    temporary.name = name;
+void SuperviseInterruptions() {
+    g_supervised = true;
+}
+
+HANDLE InterruptionEvent() {
+    static const HANDLE event = ::CreateEventW(nullptr, FALSE, FALSE, nullptr); // outlives the handler
+    return event;
 }
 
 bool IsCancelled() {
-    return g_cancelled;
+    const WorkerPage* const page = OwnPage();
+    return page != nullptr ? page->cancelled != 0 : g_events != 0;
 }
 
-void ThrowIfCancelled() {
+bool IsCancelledAtOnce() {
+    return g_atOnce;
+}
+
+void ThrowIfCancelled(const std::string& output) {
     if (!IsCancelled())
         return;
-    const std::string& name = OpenTemporary().name;
-    throw CError(ExitCode::Cancelled, name.empty() ? "end of run" : name,
-        (name.empty() ? "" : "nothing was written: ") + std::string("cancelled; ") + kAgain);
+    throw output.empty()
+        ? CError(ExitCode::Cancelled, "end of run", kCancelled)
+        : CError(ExitCode::Cancelled, output, std::string("nothing was written: ") + kCancelled);
 }

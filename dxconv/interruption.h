@@ -1,19 +1,25 @@
 #pragma once
 
+#include <windows.h>
 #include <string>
 
-// What ends the program from outside its flow: Ctrl+C, a console window that closes, a crash in foreign code.
-// Each removes the temporary output file and says so in one line. Ctrl+C first asks (ThrowIfCancelled); a
-// second one, or a closing window, does not wait for an effect that hangs.
+// Ctrl+C, a console window that closes, logoff. A worker leaves them to the process that started it.
 
-/// Call once, at the start. The handlers run on threads of the system or of the fault.
+/// Call once, at the start. Until SuperviseInterruptions such an event ends the program with one line.
 void WatchForInterruption();
 
-/// The file to remove, and the name by which the user knows it; empty when there is none any more.
-void RemoveOnInterruption(const std::wstring& temporaryPath, const std::string& name);
+/// From now on Ctrl+C is noted only, and who runs a worker sees to the rest (CChildProcess::Wait).
+void SuperviseInterruptions();
 
-/// Whether Ctrl+C was pressed.
+/// Signalled at each event; resets itself.
+HANDLE InterruptionEvent();
+
+/// Whether Ctrl+C was pressed; in a worker, whether its starter says so.
 bool IsCancelled();
 
-/// Throws CError with ExitCode::Cancelled after Ctrl+C.
-void ThrowIfCancelled();
+/// Whether the user pressed it again or does not wait (the console closes): nothing is left to be asked.
+bool IsCancelledAtOnce();
+
+/// Throws CError with ExitCode::Cancelled after Ctrl+C. output: the name by which the user knows what is not
+/// written now; may be empty.
+void ThrowIfCancelled(const std::string& output);

@@ -1,14 +1,36 @@
 #include "dxconv/CError.h"
 #include "dxconv/CommandLine.h"
 #include "dxconv/interruption.h"
+#include "dxconv/supervision.h"
 #include "dxconv/text.h"
+#include "dxconv/trial.h"
+#include "dxconv/worker.h"
+#include "support/com.h"
 
-#include <objbase.h>
+#include <optional>
 
 namespace {
 
-void Run(std::vector<std::string> arguments) {
-    const CommandLine commandLine = ParseCommandLine(std::move(arguments));
+// The verbs that run an effect in a worker; all others, the worker itself included, do their own work.
+ExitCode Supervise(const CommandLine& commandLine) {
+    switch (commandLine.verb) {
+    case Verb::Convert: {
+        const ConvertOptions& options = commandLine.convert;
+        return RunSupervised({options.in, options.out, options.timeoutSeconds});
+    }
+    case Verb::Panel:
+        return RunSupervised({"panel", PanelFile(commandLine.panel), 0});
+    default:
+        return RunSupervised({"scan", {}, 0});
+    }
+}
+
+bool NeedsWorker(const CommandLine& commandLine) {
+    const Verb verb = commandLine.verb;
+    return verb == Verb::Convert || verb == Verb::Panel || (verb == Verb::Scan && !commandLine.scan.headless);
+}
+
+void RunVerb(const CommandLine& commandLine) {
     switch (commandLine.verb) {
     case Verb::None:
         break;
@@ -19,7 +41,7 @@ void Run(std::vector<std::string> arguments) {
         RunEffects();
         break;
     case Verb::List:
-        RunList();
+        RunList(commandLine.list);
         break;
     case Verb::Scan:
         RunScan(commandLine.scan);
@@ -36,17 +58,33 @@ void Run(std::vector<std::string> arguments) {
     }
 }
 
+ExitCode Run(int count, wchar_t** arguments, std::optional<CComApartment>& com) {
+    if (OwnPage() != nullptr && OwnPage()->task != WorkerTask::CommandLine) {
+        com.emplace();
+        RunTrial();
+        return ExitCode::Ok;
+    }
+    std::vector<std::string> utf8;
+    for (int i = 1; i < count; ++i)
+        utf8.push_back(Utf8(arguments[i]));
+    const CommandLine commandLine = ParseCommandLine(std::move(utf8));
+    if (OwnPage() == nullptr && NeedsWorker(commandLine))
+        return Supervise(commandLine);
+    com.emplace();
+    RunVerb(commandLine);
+    return ExitCode::Ok;
+}
+
 } // namespace
 
 int wmain(int count, wchar_t** arguments) {
-    WatchForInterruption();
-    const bool com = SUCCEEDED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
+    ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+    if (!BecomeWorker())
+        WatchForInterruption();
+    std::optional<CComApartment> com; // goes last: what the effect does then is no result any more
     ExitCode code = ExitCode::Ok;
     try {
-        std::vector<std::string> utf8;
-        for (int i = 1; i < count; ++i)
-            utf8.push_back(Utf8(arguments[i]));
-        Run(std::move(utf8));
+        code = Run(count, arguments, com);
     } catch (const CError& error) {
         PrintErrorLine(error.what());
         code = error.Code();
@@ -54,7 +92,6 @@ int wmain(int count, wchar_t** arguments) {
         PrintErrorLine(std::string("internal error: ") + error.what() + "; free some memory or report it");
         code = ExitCode::Internal;
     }
-    if (com)
-        ::CoUninitialize();
+    MarkFinished(static_cast<std::uint32_t>(code));
     return static_cast<int>(code);
 }

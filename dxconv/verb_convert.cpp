@@ -10,6 +10,7 @@
 #include "dxconv/settings_text.h"
 #include "dxconv/text.h"
 #include "dxconv/verbs.h"
+#include "dxconv/worker.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -49,7 +50,7 @@ void PassAudio(const ConvertOptions& options, const DSPBlockFormat& format, CDsp
     std::vector<std::uint8_t> next;
     reader.ReadFrames(current, blockFrames);
     for (bool last = false; !last; current.swap(next)) {
-        ThrowIfCancelled();
+        ThrowIfCancelled(options.out);
         reader.ReadFrames(next, blockFrames);
         last = next.empty();
         const std::size_t frames = current.size() / stream.blockAlign;
@@ -100,26 +101,26 @@ void RunConvert(const ConvertOptions& options) {
     const CDspModule module(options.module);
     const CHostLogs logs(options.logDir);
     CInputFile input(options.in);
-    COutputFile output(options.out);
+    COutputFile output(options.out, PresetTemporary());
     CWavReader reader(input, options.in);
     const WavHead& head = reader.ReadHead(output);
     CWavWriter writer(output, reader);
+    CDspInstance dsp(module, logs, options.in);
+    DSPBlockFormat format;
+    static_assert(sizeof format == sizeof head.format.bytes);
+    std::memcpy(&format, head.format.bytes.data(), sizeof format);
+    dsp.Begin(format, settings);
     double speed = 0;
     {
-        CDspInstance dsp(module, logs, options.in);
-        DSPBlockFormat format;
-        static_assert(sizeof format == sizeof head.format.bytes);
-        std::memcpy(&format, head.format.bytes.data(), sizeof format);
-        dsp.Begin(format, settings);
         CProgress progress(!options.quiet, ExpectedFrames(head, input), head.format.samplesPerSec);
         PassAudio(options, format, dsp, reader, writer, progress);
         speed = progress.TimesRealTime();
         dsp.End();
         writer.Finish();
-        ThrowIfCancelled(); // the program that feeds a pipe may have been cancelled with this one
+        ThrowIfCancelled(options.out); // the program that feeds a pipe may have been cancelled with this one
         input.Close();
         output.Commit();
-        dsp.After();
     }
-    Report(options, reader, writer, speed);
+    Report(options, reader, writer, speed); // the effect's farewell may be the end of the process
+    dsp.After();
 }

@@ -3,6 +3,7 @@
 #include "config/plugin_store.h"
 #include "dxconv/CError.h"
 #include "dxconv/find_effect.h"
+#include "dxconv/refused_store.h"
 #include "dxconv/text.h"
 #include "dxconv/verbs.h"
 #include "support/text.h"
@@ -18,6 +19,13 @@ void PrintEffects(const CStructArray& effects) {
     }
 }
 
+void PrintRefused() {
+    for (const Refusal& refusal : ReadRefusals())
+        Print(STD_OUTPUT_HANDLE,
+            Utf8(ClsidText(refusal.clsid) + L"  " + refusal.name + L": " + refusal.reason) +
+                (refusal.skip ? " (not tried again without 'scan --headless --retry')\n" : "\n"));
+}
+
 } // namespace
 
 void RunEffects() {
@@ -26,7 +34,11 @@ void RunEffects() {
     PrintEffects(candidates);
 }
 
-void RunList() {
+void RunList(const ListOptions& options) {
+    if (options.refused) {
+        PrintRefused();
+        return;
+    }
     CStructArray list(sizeof(PlugInElem), kGrowRecords);
     const StoredList stored = ReadStoredPlugIns(list);
     PrintEffects(list);

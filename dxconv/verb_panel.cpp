@@ -7,6 +7,7 @@
 #include "dxconv/interruption.h"
 #include "dxconv/text.h"
 #include "dxconv/verbs.h"
+#include "dxconv/worker.h"
 
 #include <optional>
 
@@ -29,6 +30,10 @@ std::wstring LetUserChoose(const CDspModule& module, const CHostLogs& logs, cons
 
 } // namespace
 
+std::string PanelFile(const PanelOptions& options) {
+    return options.settingsFile == "-" ? ".\\-" : options.settingsFile;
+}
+
 void RunPanel(const PanelOptions& options) {
     const std::string& name = options.settingsFile;
     const std::wstring given = GivenSettings(options.settings, name.empty() || IsMissing(name) ? "" : name);
@@ -36,9 +41,9 @@ void RunPanel(const PanelOptions& options) {
     const CHostLogs logs({});
     std::optional<COutputFile> file; // from the start, so that one that can't be written is no late surprise
     if (!name.empty())
-        file.emplace(name == "-" ? ".\\-" : name); // a file here, as in all options that name one
+        file.emplace(PanelFile(options), PresetTemporary());
     const std::wstring chosen = LetUserChoose(module, logs, given);
-    ThrowIfCancelled();
+    ThrowIfCancelled(name);
     const std::string line = Utf8(chosen) + "\n";
     Print(STD_OUTPUT_HANDLE, line);
     if (!file)

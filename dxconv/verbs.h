@@ -12,7 +12,8 @@ struct ConvertOptions {
     std::string settingsFile;
     std::string logDir;
     std::string module;
-    unsigned blockMs = 100; // 1 .. 60000
+    unsigned blockMs = 100;        // 1 .. 60000
+    unsigned timeoutSeconds = 300; // for one call into the effect; 0: none
     bool quiet = false;
 };
 
@@ -26,16 +27,30 @@ struct PanelOptions {
 
 struct ScanOptions {
     bool headless = false; // without the dialog: tries all candidates
+    bool retry = false;    // also those that crashed, hung or ended the process last time
+    unsigned timeoutSeconds = 30;
 };
 
-// One function a verb. COM is initialised (single-threaded apartment). Errors: CError.
+struct CheckOptions {
+    std::string effect; // name or class id
+    unsigned timeoutSeconds = 30;
+};
+
+struct ListOptions {
+    bool refused = false;
+};
+
+// One function a verb. COM is initialised (single-threaded apartment). RunConvert, RunPanel and the scanner's
+// window run the effect in this process: a worker. Errors: CError.
 
 void RunConvert(const ConvertOptions& options);
 void RunEffects();
-void RunList();
+void RunList(const ListOptions& options);
 void RunScan(const ScanOptions& options);
-/// effect: name or class id. Throws, after what it found is printed, when the effect can't be used.
-void RunCheck(const std::string& effect);
+/// Throws, after what it found is printed, when the effect can't be used.
+void RunCheck(const CheckOptions& options);
 /// Returns when the user has closed the panel's window.
 void RunPanel(const PanelOptions& options);
+/// The file to write, in which "-" is a name like all in options that name a file; empty: none.
+std::string PanelFile(const PanelOptions& options);
 void RunVersion();

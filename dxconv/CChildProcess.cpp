@@ -1,0 +1,154 @@
+#include "dxconv/CChildProcess.h"
+
+#include "dxconv/CError.h"
+#include "dxconv/interruption.h"
+#include "dxconv/text.h"
+
+#include <algorithm>
+#include <new>
+#include <string>
+
+namespace {
+
+constexpr DWORD kPollMs = 100;
+constexpr DWORD kLongestEndMs = 5000;
+
+[[noreturn]] void Fail(const char* what) {
+    throw CError(ExitCode::Internal, "worker",
+        std::string(what) + ": " + SystemErrorText() + "; close other programs to free memory");
+}
+
+// Without a job (old systems allow none inside another one's) the worker still ends with us in all cases but
+// our own sudden death.
+CKernelHandle MakeJob() {
+    CKernelHandle job(::CreateJobObjectW(nullptr, nullptr));
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+    limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+    ::SetInformationJobObject(job.Get(), JobObjectExtendedLimitInformation, &limits, sizeof limits);
+    return job;
+}
+
+// The standard handles alone are wanted; whatever else is inheritable comes from who started us.
+STARTUPINFOW InheritedStartup() {
+    STARTUPINFOW startup{};
+    STARTUPINFOW own{};
+    own.cb = sizeof own;
+    ::GetStartupInfoW(&own);
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES | (own.dwFlags & STARTF_USESHOWWINDOW);
+    startup.wShowWindow = own.wShowWindow;
+    startup.hStdInput = ::GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = ::GetStdHandle(STD_OUTPUT_HANDLE);
+    startup.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
+    for (const HANDLE handle : {startup.hStdInput, startup.hStdOutput, startup.hStdError})
+        ::SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
+    return startup;
+}
+
+std::wstring OwnPath() {
+    std::wstring path(WorkerPage::kLongestPath, L'\0');
+    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return path;
+}
+
+} // namespace
+
+// How long the worker has been inside the same step of the same call.
+class CChildProcess::CCallWatch {
+public:
+    explicit CCallWatch(const WorkerPage& page) : m_page(page) {}
+
+    // elapsedMs: since the last look.
+    std::uint64_t Look(DWORD elapsedMs) {
+        const Place place{m_page.steps, m_page.verdict.step, m_page.verdict.leaving, m_page.use.step};
+        const bool inside = place.steps % 2 != 0;
+        m_insideMs = inside && place == m_place ? m_insideMs + elapsedMs : 0;
+        m_place = place;
+        return m_insideMs;
+    }
+
+private:
+    struct Place {
+        std::uint32_t steps = 0;
+        CandidateStep candidate = CandidateStep::Create;
+        bool leaving = false;
+        UseStep use = UseStep::None;
+        bool operator==(const Place&) const = default;
+    };
+    const WorkerPage& m_page;
+    Place m_place;
+    std::uint64_t m_insideMs = 0;
+};
+
+CChildProcess::CChildProcess() {
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    *m_mapping.Put() = ::CreateFileMappingW(
+        INVALID_HANDLE_VALUE, &inheritable, PAGE_READWRITE, 0, sizeof(WorkerPage), nullptr);
+    void* const view = ::MapViewOfFile(m_mapping.Get(), FILE_MAP_ALL_ACCESS, 0, 0, sizeof(WorkerPage));
+    if (view == nullptr)
+        Fail("no memory can be shared");
+    m_page = ::new (view) WorkerPage;
+}
+
+CChildProcess::~CChildProcess() {
+    End();
+    ::UnmapViewOfFile(m_page);
+}
+
+void CChildProcess::Start() {
+    m_job = MakeJob();
+    STARTUPINFOW startup = InheritedStartup();
+    std::wstring line = ::GetCommandLineW();
+    const std::wstring handle = std::to_wstring(reinterpret_cast<ULONG_PTR>(m_mapping.Get()));
+    PROCESS_INFORMATION started{};
+    ::SetEnvironmentVariableW(kWorkerVariable, handle.c_str());
+    const BOOL created = ::CreateProcessW(OwnPath().c_str(), line.data(), nullptr, nullptr, TRUE,
+        CREATE_SUSPENDED, nullptr, nullptr, &startup, &started);
+    const DWORD error = ::GetLastError();
+    ::SetEnvironmentVariableW(kWorkerVariable, nullptr);
+    ::SetLastError(error);
+    if (!created)
+        Fail("it cannot be started");
+    m_process.Reset(started.hProcess);
+    const CKernelHandle thread(started.hThread);
+    ::AssignProcessToJobObject(m_job.Get(), m_process.Get());
+    ::ResumeThread(thread.Get());
+}
+
+ChildEnding CChildProcess::Wait(const ChildLimits& limits) {
+    const HANDLE handles[] = {m_process.Get(), InterruptionEvent()};
+    CCallWatch watch(*m_page);
+    std::uint64_t cancelledMs = 0;
+    for (DWORD last = ::GetTickCount();;) {
+        if (::WaitForMultipleObjects(ARRAYSIZE(handles), handles, FALSE, kPollMs) == WAIT_OBJECT_0)
+            return ChildEnding::ByItself;
+        const DWORD now = ::GetTickCount();
+        const DWORD elapsedMs = std::min(now - last, 2 * kPollMs); // a machine that slept is no hang
+        last = now;
+        if (IsCancelled()) {
+            m_page->cancelled = 1;
+            if (IsCancelledAtOnce() || cancelledMs >= limits.cancelGraceMs) {
+                End();
+                return ChildEnding::Cancelled;
+            }
+            cancelledMs += elapsedMs;
+        }
+        if (watch.Look(elapsedMs) >= std::uint64_t{limits.callSeconds} * 1000 && limits.callSeconds != 0) {
+            End();
+            return ChildEnding::TimedOut;
+        }
+    }
+}
+
+DWORD CChildProcess::ExitCode() const {
+    DWORD code = 0;
+    ::GetExitCodeProcess(m_process.Get(), &code);
+    return code;
+}
+
+void CChildProcess::End() {
+    if (!m_process)
+        return;
+    ::TerminateProcess(m_process.Get(), 1);
+    ::WaitForSingleObject(m_process.Get(), kLongestEndMs); // its files are closed then
+}

@@ -1,0 +1,101 @@
+#include "dxconv/supervision.h"
+
+#include "dxconv/CChildProcess.h"
+#include "dxconv/CError.h"
+#include "dxconv/COutputFile.h"
+#include "dxconv/CProgress.h"
+#include "dxconv/interruption.h"
+#include "dxconv/text.h"
+#include "dxconv/verdict_text.h"
+
+#include <cwchar>
+
+namespace {
+
+constexpr unsigned kCancelGraceMs = 2000;
+constexpr char kOtherEffect[] = "try another effect or other settings";
+
+const char* CallText(WorkerCall call) {
+    switch (call) {
+    case WorkerCall::Load:
+        return "being loaded";
+    case WorkerCall::Begin:
+        return "the start of the conversion";
+    case WorkerCall::Block:
+        return "a block";
+    case WorkerCall::End:
+        return "the end of the conversion";
+    default:
+        return "being released";
+    }
+}
+
+// What ended a worker that did not say so itself.
+struct Cause {
+    ExitCode code;
+    std::string what;
+    const char* advice;
+};
+
+Cause FindCause(CChildProcess& child, ChildEnding ending, unsigned timeoutSeconds) {
+    const WorkerPage& page = child.Page();
+    if (ending == ChildEnding::TimedOut)
+        return {ExitCode::EffectHung,
+            std::string("the effect did not return from ") + CallText(page.call) + " for " +
+                std::to_string(timeoutSeconds) + " s",
+            "try another effect or a longer --timeout"};
+    if (IsCancelled())
+        return {ExitCode::Cancelled, "cancelled", "run it again"};
+    if (page.crash != 0)
+        return {ExitCode::Conversion, "the module or the effect crashed (" + CrashText(page.crash) + ")",
+            kOtherEffect};
+    return {ExitCode::EffectEnded,
+        "the effect ended the process (exit code " + HexText(child.ExitCode()) + ")", kOtherEffect};
+}
+
+// The worker has ended. Removes what it left of OUT; a worker that was stopped while it put OUT in its place
+// has either done so or not.
+OutputState SettleOutput(const WorkerPage& page, const std::wstring& temporary) {
+    if (temporary.empty())
+        return page.output;
+    const bool left = ::GetFileAttributesW(temporary.c_str()) != INVALID_FILE_ATTRIBUTES;
+    ::DeleteFileW(temporary.c_str());
+    const bool toFile = page.output == OutputState::Committing && !page.streamed;
+    return toFile && !left ? OutputState::Committed : page.output.load();
+}
+
+std::string Fate(OutputState output, const Supervision& job) {
+    if (job.output.empty())
+        return "";
+    return output == OutputState::Committing ? "; its output is incomplete" : "; nothing was written";
+}
+
+} // namespace
+
+ExitCode RunSupervised(const Supervision& job) {
+    SuperviseInterruptions();
+    CChildProcess child;
+    WorkerPage& page = child.Page();
+    const std::wstring temporary = job.output.empty() ? L"" : COutputFile::TemporaryFor(job.output);
+    if (temporary.size() < WorkerPage::kLongestPath)
+        std::wcscpy(page.temporary, temporary.c_str());
+    child.Start();
+    const ChildEnding ending =
+        child.Wait({.callSeconds = job.timeoutSeconds, .cancelGraceMs = kCancelGraceMs});
+    const OutputState output = SettleOutput(page, temporary);
+
+    const auto said = static_cast<ExitCode>(page.exitCode.load());
+    const bool finished = page.finished != 0;
+    if (finished && (said != ExitCode::Ok || child.ExitCode() == 0))
+        return said;
+    CProgress::Wipe();
+    const Cause cause = FindCause(child, ending, job.timeoutSeconds);
+    if (finished || output == OutputState::Committed) {
+        PrintErrorLine(job.subject + ": warning: " + cause.what + " when all was done" +
+                       (job.output.empty() ? "" : "; the output is complete"));
+        return ExitCode::Ok;
+    }
+    if (cause.code == ExitCode::Cancelled && output == OutputState::Unfinished)
+        ThrowIfCancelled(job.output);
+    throw CError(cause.code, job.subject, cause.what + Fate(output, job) + "; " + cause.advice);
+}
