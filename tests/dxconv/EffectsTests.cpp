@@ -1,8 +1,6 @@
 #include "dxconv/find_effect.h"
+#include "tests/dxconv/CRegisteredFilters.h"
 #include "tests/dxconv/fixture.h"
-
-#include <dshow.h>
-#include <wrl/client.h>
 
 namespace {
 
@@ -12,27 +10,6 @@ GUID TestClsid(unsigned first) {
 
 const std::string kClsidHex = "0B1F5D523C0A4E9A4177106CE25801"; // all but the first byte
 
-struct TestFilter {
-    const wchar_t* name;
-    const GUID& output = MEDIATYPE_Audio;
-    DWORD merit = 0x200000;
-};
-
-// A filter without code behind it.
-HRESULT Register(IFilterMapper2& mapper, const GUID& clsid, const TestFilter& test) {
-    const REGPINTYPES in{&MEDIATYPE_Audio, &MEDIASUBTYPE_PCM};
-    const REGPINTYPES out{&test.output, &MEDIASUBTYPE_PCM};
-    wchar_t pin[] = L"Pin";
-    REGFILTERPINS pins[] = {{pin, FALSE, FALSE, FALSE, FALSE, nullptr, nullptr, 1, &in},
-        {pin, FALSE, TRUE, FALSE, FALSE, nullptr, nullptr, 1, &out}};
-    REGFILTER2 filter{};
-    filter.dwVersion = 1;
-    filter.dwMerit = test.merit;
-    filter.cPins = 2;
-    filter.rgPins = pins;
-    return mapper.RegisterFilter(clsid, test.name, nullptr, nullptr, nullptr, &filter);
-}
-
 } // namespace
 
 TEST_CASE("installed effects are listed and found by name or class id, others are left out") {
@@ -40,11 +17,9 @@ TEST_CASE("installed effects are listed and found by name or class id, others ar
         {L"VST dxc wrapped"}, {L"dxc video", MEDIATYPE_Video}, {L"dxc merit", MEDIATYPE_Audio, 0x1FFFFF},
         {L"dxc synth"}};
     constexpr std::size_t kOffered = 4; // the first ones
-    REQUIRE(SUCCEEDED(::CoInitialize(nullptr)));
-    Microsoft::WRL::ComPtr<IFilterMapper2> mapper;
-    ::CoCreateInstance(CLSID_FilterMapper, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mapper));
+    CRegisteredFilters registered;
     for (std::size_t n = 0; n < std::size(filters); ++n)
-        REQUIRE(SUCCEEDED(Register(*mapper.Get(), TestClsid(n), filters[n])));
+        registered.Add(TestClsid(n), filters[n]);
     const std::wstring synth = L"MfxSoftSynths\\" + ClsidText(TestClsid(7));
     ::RegSetKeyValueW(HKEY_CLASSES_ROOT, synth.c_str(), L"", REG_SZ, L"", 2);
 
@@ -71,10 +46,6 @@ TEST_CASE("installed effects are listed and found by name or class id, others ar
     }
     CHECK(convert("dxc twin").err.find("2 installed effects are called") != std::string::npos);
     ::RegDeleteKeyW(HKEY_CLASSES_ROOT, synth.c_str());
-    for (std::size_t n = 0; n < std::size(filters); ++n)
-        mapper->UnregisterFilter(nullptr, nullptr, TestClsid(n));
-    mapper.Reset();
-    ::CoUninitialize();
 }
 
 TEST_CASE("the sample effect is listed while it is registered") {

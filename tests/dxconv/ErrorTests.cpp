@@ -1,3 +1,6 @@
+#include "dxconv/CError.h"
+#include "dxconv/CInputFile.h"
+#include "dxconv/COutputFile.h"
 #include "tests/dxconv/fixture.h"
 
 namespace {
@@ -79,37 +82,129 @@ TEST_CASE("a module that fails, and an interruption, leave OUT as it was, nothin
     const CTestFolder folder;
     const std::string in = folder.Put("in.wav", kWav);
     const std::string out = folder.Put("out.wav", "old");
-    const std::string nothing = "out.wav: nothing was written: ";
+    const std::string ended = "in.wav: the effect ended the process (exit code ";
+    const std::string nothing = "; nothing was written; try another effect";
     const struct {
         const char* command;
         int events;
         unsigned long code;
         std::string says;
+        const char* timeout = "20";
     } cases[] = {
         {"fail-begin", 0, 6, "in.wav: the effect could not be started (Error: no such effect  [fake]); "},
         {"fail-block", 0, 6,
             "in.wav: the effect failed while it was running (Error: effect gave no output  [fake]); "},
-        {"crash-block", 0, 6, nothing + "the module or the effect crashed (0xC0000005); "},
-        {"abort-block", 0, 6, nothing + "the module or the effect crashed (abort); "},
-        {"slow", 1, 8, nothing + "cancelled; "}, {"hang", 2, 8, nothing + "cancelled; "}};
-    ::FreeConsole(); // for one of our own: the events go to all that share one
-    REQUIRE(::AllocConsole());
+        {"crash-block", 0, 6, "in.wav: the module or the effect crashed (0xC0000005)" + nothing},
+        {"abort-block", 0, 6, "in.wav: the module or the effect crashed (abort)" + nothing},
+        {"exit-begin", 0, 9, ended + "0x00000000)" + nothing},
+        {"exit-block", 0, 9, ended + "0x00000000)" + nothing},
+        {"kill-block", 0, 9, ended + "0x0000BEEF)" + nothing}, {"lose-stack-block", 0, 9, ended},
+        {"hang-begin", 0, 10, "in.wav: the effect did not return from the start of the conversion for 1 s",
+            "1"},
+        {"hang-block", 0, 10, "in.wav: the effect did not return from a block for 1 s" + nothing, "1"},
+        {"slow", 1, 8, "out.wav: nothing was written: cancelled; "},
+        {"hang", 2, 8, "out.wav: nothing was written: cancelled; ", "0"},
+        {"hang", 1, 8, "out.wav: nothing was written: cancelled; "}}; // after a time of grace
     for (const auto& c : cases) {
+        const CConsole console;
         const auto interrupt = [&] {
-            ::SetConsoleCtrlHandler(nullptr, TRUE); // we outlive the events; new processes would inherit that
             for (int tries = 0; c.events != 0 && folder.Count() < 3 && tries < 500; ++tries)
                 ::Sleep(10);
-            for (int i = 0; i < c.events; ++i) {
-                CHECK(::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
-                ::Sleep(500); // events that follow each other closely may become one
-            }
-            ::SetConsoleCtrlHandler(nullptr, FALSE);
+            console.PressCtrlC(c.events);
         };
         const std::string settings = FakeSettings(c.command);
-        const RunResult run = Convert({in, out, "--block-ms", "1", "--settings", settings}, "", interrupt);
+        const RunResult run = Convert(
+            {in, out, "--block-ms", "1", "--timeout", c.timeout, "--settings", settings}, "", interrupt);
         CheckFails(run, c.code, c.says);
         CHECK(folder.Get("out.wav") == "old");
         CHECK(folder.Count() == 2);
     }
-    ::FreeConsole();
+}
+
+TEST_CASE("an effect that ends the process, or hangs, once OUT is complete costs a warning") {
+    const CTestFolder folder;
+    const std::string in = folder.Put("in.wav", kWav);
+    for (const char* const command : {"exit-after", "exit-destroy", "hang-destroy"}) {
+        const RunResult run =
+            Convert({in, folder.Path("out.wav"), "--timeout", "1", "--settings", FakeSettings(command)});
+        INFO(command, " printed: ", run.err);
+        CHECK(run.code == 0);
+        CHECK(run.out.find("500 frames in, 500 frames out") != run.out.npos);
+        CHECK(run.err.find("in.wav: warning: the effect ") != run.err.npos);
+        CHECK(run.err.ends_with(" when all was done; the output is complete\n"));
+        CHECK(folder.Get("out.wav") == kWav);
+    }
+}
+
+TEST_CASE("when dxconv itself is killed its worker goes with it, and the temporary file") {
+    const CTestFolder folder;
+    const RunResult run = Convert({"-", folder.Path("out.wav")}, kWav, [&] {
+        for (int tries = 0; folder.Count() < 1 && tries < 500; ++tries)
+            ::Sleep(10);
+        CHECK(folder.Count() == 1);
+        ::TerminateProcess(g_dxconv, 77);
+    });
+    CHECK(run.code == 77);
+    CHECK(run.out + run.err == "");
+    CHECK(folder.Count() == 0);
+}
+
+TEST_CASE("a disk that takes no more and an input that shrinks are errors, and no temporary file stays") {
+    const CTestFolder folder;
+    const std::string path = folder.Put("in.wav", kWav);
+    {
+        COutputFile output(folder.Path("out.wav"));
+        CHECK_THROWS_WITH_AS(output.WriteAt(std::uint64_t{1} << 62, "a", 1),
+            doctest::Contains("out.wav: cannot be written: "), CError);
+        CHECK(folder.Count() == 2);
+    }
+    CHECK(folder.Count() == 1);
+
+    const auto shared = OpenHandle(
+        FullPath(path), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0);
+    const HANDLE before = ::GetStdHandle(STD_INPUT_HANDLE);
+    ::SetStdHandle(STD_INPUT_HANDLE, shared.Get());
+    CInputFile input("-"); // a file of ours would not let others write
+    char bytes[100];
+    CHECK(input.Read(bytes, sizeof bytes) == sizeof bytes);
+    const auto other =
+        OpenHandle(FullPath(path), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0);
+    ::SetFilePointer(other.Get(), 150, nullptr, FILE_BEGIN);
+    CHECK(::SetEndOfFile(other.Get()));
+    CHECK_THROWS_WITH_AS(input.Read(bytes, sizeof bytes),
+        doctest::Contains("became shorter while it was read: 894 bytes are gone"), CError);
+    ::SetStdHandle(STD_INPUT_HANDLE, before);
+}
+
+TEST_CASE("an input that is slow is no effect that hangs") {
+    const RunResult run = Convert({"-", "-", "--quiet", "--timeout", "1"}, kWav, [] { ::Sleep(1500); });
+    CHECK(run.err == "");
+    CHECK(run.out == kWav);
+}
+
+TEST_CASE("Ctrl+C at any moment leaves OUT old or complete, no other file, and tells which") {
+    const CTestFolder folder;
+    const std::string in = folder.Put("in.wav", kWav);
+    const std::string settings = FakeSettings("tail 400");
+    const std::string whole = [&] {
+        Convert({in, folder.Path("out.wav"), "--settings", settings});
+        return folder.Get("out.wav");
+    }();
+    int complete = 0;
+    const CConsole console;
+    for (DWORD n = 0; n < 30; ++n) {
+        const std::string out = folder.Put("out.wav", "old");
+        const RunResult run = Convert({in, out, "--block-ms", "5", "--settings", settings}, "", [&] {
+            ::Sleep(n * 8); // from before the worker is there to after the end
+            console.PressCtrlC();
+        });
+        const bool done = !run.out.empty(); // it prints what it did
+        INFO(n * 8, " ms: ", run.code, " ", run.err);
+        // Before it has begun to listen the system ends it: under Wine with 0, but without a word.
+        CHECK((run.code == (done ? 0 : 8) || run.out + run.err == ""));
+        CHECK((folder.Get("out.wav") == (done ? whole : "old")));
+        CHECK(folder.Count() == 2);
+        complete += done ? 1 : 0;
+    }
+    MESSAGE(complete, " of 30 conversions came to their end");
 }

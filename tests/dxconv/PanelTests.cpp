@@ -91,16 +91,12 @@ TEST_CASE("the panel's window fits the panel, takes keys, and gives effect and s
         CHECK(converted == RunDxconv({"convert", in, "-", "--settings", kOther}).out);
         CHECK(converted != RunDxconv({"convert", in, "-", "--settings", kDefault}).out);
 
-        ::FreeConsole(); // for one of our own: the events go to all that share one
-        REQUIRE(::AllocConsole());
-        run = RunPanel({"--settings-file", file}, [](HWND window, HWND effects) {
-            Pick(effects, 0);                       // the default state
-            ::SetConsoleCtrlHandler(nullptr, TRUE); // we outlive the event; new processes would inherit that
-            CHECK(::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
+        const CConsole console;
+        run = RunPanel({"--settings-file", file}, [&](HWND window, HWND effects) {
+            Pick(effects, 0); // the default state
+            console.PressCtrlC();
             CHECK(Soon([&] { return !::IsWindow(window); }));
-            ::SetConsoleCtrlHandler(nullptr, FALSE);
         });
-        ::FreeConsole();
         CHECK(run.code == 8);
         CHECK(run.out == "");
         CHECK(run.err.find(".txt: nothing was written: cancelled; ") != run.err.npos);

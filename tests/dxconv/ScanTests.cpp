@@ -1,4 +1,5 @@
 #include "tests/dxconv/CInstalledEcho.h"
+#include "tests/dxconv/CRegisteredFilters.h"
 #include "tests/dxconv/fixture.h"
 
 #include <objbase.h>
@@ -52,4 +53,74 @@ TEST_CASE("a headless scan says of each candidate whether it is usable and store
     CHECK(StoredBlob() == Le(0, 4)); // Echo is gone
     ::RegDeleteKeyW(HKEY_CURRENT_USER, kKey);
     ::CoUninitialize();
+}
+
+TEST_CASE("a scan outlives candidates that end its process, hang or fault, and remembers them") {
+    constexpr wchar_t kRefusedKey[] = L"Software\\Orvelle\\DXConv\\Refused";
+    const struct {
+        char behaviour;
+        const wchar_t* name;
+        std::string reason;
+        bool skipped = true;
+    } hostile[] = {{'E', L"dxs ends",
+                       "ended the process (exit code 0x00000000) when it was asked for its property page"},
+        {'K', L"dxs kills",
+            "ended the process (exit code 0x0000BEEF) when it was asked for its property page"},
+        {'H', L"dxs hangs", "did not answer for 1 s when it was asked for its property page"},
+        {'C', L"dxs faults", "crashed (0xC0000005) when it was asked for its property page"},
+        {'L', L"dxs lingers", "did not answer for 1 s when it was released"},
+        {'R', L"dxs refuses", "has no property page", false}};
+    const auto clsid = [](char behaviour) {
+        return GUID{
+            static_cast<DWORD>(behaviour), 0x3C52, 0x4E0B, {0x9A, 0x41, 0x77, 0x10, 0x6C, 0xE2, 0x58, 0x01}};
+    };
+    const auto scan = [](const char* more = "--headless") {
+        const RunResult run = RunDxconv({"scan", "--headless", more, "--timeout", "1"});
+        CHECK(run.code == 0);
+        return run.out;
+    };
+    ::RegDeleteKeyW(HKEY_CURRENT_USER, kRefusedKey);
+    const CInstalledEcho echo;
+    {
+        CRegisteredFilters registered;
+        for (const auto& h : hostile)
+            registered.Add(clsid(h.behaviour), {h.name}, "hostile_effect.dll");
+        const std::string first = scan(), again = scan(), retried = scan("--retry");
+        const std::string list = RunDxconv({"list", "--refused"}).out;
+        for (const auto& h : hostile) {
+            const std::string name = Utf8(h.name), line = "refused  " + name + ": " + h.reason + "\n";
+            INFO(first, "\nagain:\n", again, "\nlist:\n", list);
+            CHECK(first.find(line) != first.npos);
+            CHECK(retried.find(line) != retried.npos);
+            const std::string skipped = "skipped  " + name + ": " + h.reason + " (last time); --retry";
+            CHECK((again.find(skipped) != again.npos) == h.skipped);
+            CHECK((again.find(line) != again.npos) == !h.skipped);
+            CHECK(
+                list.find(Utf8(ClsidText(clsid(h.behaviour))) + "  " + name + ": " + h.reason) != list.npos);
+            if (h.behaviour != 'E' && h.behaviour != 'H')
+                continue;
+            const RunResult check = RunDxconv({"check", name, "--timeout", "1"});
+            CHECK(check.code == 5);
+            CHECK(check.err == "dxconv: " + name + ": refused: it " + h.reason + "; choose another effect\n");
+        }
+        CHECK(first.find("usable   Echo\n") != first.npos);
+        CHECK(again.find("usable   Echo\n") != again.npos);
+    }
+    {
+        // Stopped at the first candidate, which hangs, it has not lost the one that was usable before.
+        CRegisteredFilters registered;
+        registered.Add(clsid('H'), {L"Dxs hangs"}, "hostile_effect.dll");
+        const CConsole console;
+        const RunResult run = RunDxconv({"scan", "--headless", "--retry", "--timeout", "0"}, "", [&] {
+            ::Sleep(1500);
+            console.PressCtrlC();
+        });
+        CHECK(run.code == 8);
+        CHECK(run.err == "dxconv: end of run: cancelled; run it again\n");
+        CHECK(RunDxconv({"list"}).out.find("Echo\n") != std::string::npos);
+    }
+    scan();
+    CHECK(RunDxconv({"list", "--refused"}).out.find("dxs") == std::string::npos); // no longer installed
+    ::RegDeleteKeyW(HKEY_CURRENT_USER, kRefusedKey);
+    ::RegDeleteKeyW(HKEY_CURRENT_USER, kKey);
 }

@@ -2,6 +2,8 @@
 //   xor N     every byte of audio is xored with N, so that nothing passes by accident
 //   tail N    N bytes 0x11 are appended to the last block, in the module's own memory
 //   fail-begin, fail-block, crash-block, abort-block (the fourth), hang, slow (50 ms a block)
+//   exit-begin, exit-block, exit-after, exit-destroy: ends the process as if all were well
+//   kill-block (with exit code 0xBEEF), lose-stack-block, hang-begin, hang-destroy
 // Every call writes one line to the trace log.
 #include "dsp/dsp_api.h"
 
@@ -27,6 +29,13 @@ DWORD Log(std::wstring line, HANDLE log = g_logs.hTraceLog, DWORD result = 1) {
     return result;
 }
 
+void Misbehave(const wchar_t* where) {
+    if (g_command == std::wstring(L"exit-") + where)
+        ExitProcess(0);
+    if (g_command == std::wstring(L"hang-") + where)
+        Sleep(INFINITE);
+}
+
 } // namespace
 
 extern "C" {
@@ -37,6 +46,7 @@ void* __cdecl DSP_Create(const DSPHostContext* context) {
     return &g_logs;
 }
 DWORD __cdecl DSP_Destroy(void*) {
+    Misbehave(L"destroy");
     return Log(L"Destroy");
 }
 DWORD __cdecl DSP_Set(void*, const wchar_t*, const wchar_t*) {
@@ -61,6 +71,7 @@ DWORD __cdecl DSP_BeginConversion(void*, const DSPConversionInfo* info, const wc
     const WAVEFORMATEX& format = *info->pFormat;
     Log(L"Begin " + std::to_wstring(format.wFormatTag) + L" " + std::to_wstring(format.nAvgBytesPerSec) +
         L" " + std::to_wstring(format.cbSize) + L" " + settings);
+    Misbehave(L"begin");
     return g_command == L"fail-begin" ? Log(L"Error: no such effect  [fake]", g_logs.hErrorLog, 0) : 1;
 }
 
@@ -69,6 +80,12 @@ DWORD __cdecl DSP_PassAudioBlock(void*, DSPAudioBlock* block) {
     const bool now = g_blocks++ == 3;
     if (g_command == L"fail-block" && now)
         return Log(L"Error: another\r\nError: effect gave no output  [fake]", g_logs.hErrorLog, 0);
+    if (now)
+        Misbehave(L"block");
+    if (g_command == L"kill-block" && now)
+        TerminateProcess(GetCurrentProcess(), 0xBEEF);
+    if (g_command == L"lose-stack-block" && now)
+        asm volatile("movl $8, %esp\n\tpushl $0");
     if (g_command == L"crash-block" && now)
         RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
     if (g_command == L"abort-block" && now)
@@ -91,6 +108,7 @@ DWORD __cdecl DSP_EndConversion(void*, DWORD) {
     return Log(L"End");
 }
 DWORD __cdecl DSP_AfterConversion(void*, DWORD) {
+    Misbehave(L"after");
     return Log(L"After");
 }
 }

@@ -37,8 +37,8 @@ inline std::string Format(unsigned tag, unsigned channels, unsigned bits, unsign
 inline std::string Noise(std::size_t bytes) {
     std::string noise(bytes, '\0');
     std::uint32_t state = 1;
-    for (char& byte : noise)
-        byte = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
+    for (char& next : noise)
+        next = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
     return noise;
 }
 
@@ -69,8 +69,11 @@ struct Pipe {
     CKernelHandle read, write;
 };
 
+/// The process of the RunDxconv that is under way.
+inline HANDLE g_dxconv = nullptr;
+
 /// Runs dxconv.exe, which lies one folder above, with its standard handles on pipes. `meanwhile` is called
-/// while it runs; when it goes on for long after that, it is ended.
+/// while it runs and has half of its input; when it goes on for long after that, it is ended.
 inline RunResult RunDxconv(const std::vector<std::string>& arguments, const std::string& input = {},
     const std::function<void()>& meanwhile = nullptr) {
     Pipe in, out, err;
@@ -88,18 +91,45 @@ inline RunResult RunDxconv(const std::vector<std::string>& arguments, const std:
     REQUIRE(::CreateProcessW(
         nullptr, Wide(line).data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process));
     const CKernelHandle thread(process.hThread), child(process.hProcess);
+    g_dxconv = child.Get();
     for (CKernelHandle* const childs : {&in.read, &out.write, &err.write})
         childs->Reset();
-    WriteFully(in.write.Get(), input.data(), input.size());
-    in.write.Reset();
+    const std::size_t half = input.size() / 2;
+    WriteFully(in.write.Get(), input.data(), half);
     if (meanwhile)
         meanwhile();
+    WriteFully(in.write.Get(), input.data() + half, input.size() - half);
+    in.write.Reset();
     if (::WaitForSingleObject(child.Get(), 20'000) != WAIT_OBJECT_0)
         ::TerminateProcess(child.Get(), 99);
     RunResult result{0, ReadAll(out.read.Get()), ReadAll(err.read.Get())};
     ::GetExitCodeProcess(child.Get(), &result.code);
     return result;
 }
+
+/// A console for a scope, whose Ctrl+C this process outlives: it goes to all that share the console.
+class CConsole {
+public:
+    CConsole() {
+        ::FreeConsole();
+        REQUIRE(::AllocConsole());
+        ::SetConsoleCtrlHandler(Outlive, TRUE);
+    }
+    ~CConsole() { ::FreeConsole(); }
+    CConsole(const CConsole&) = delete;
+    CConsole& operator=(const CConsole&) = delete;
+
+    void PressCtrlC(int times = 1) const {
+        for (int i = 0; i < times; ++i) {
+            if (i != 0)
+                ::Sleep(500); // events that follow each other closely may become one
+            CHECK(::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
+        }
+    }
+
+private:
+    static BOOL WINAPI Outlive(DWORD) { return TRUE; }
+};
 
 /// The same for `dxconv convert` with the fake module. The first arguments are IN and OUT.
 template <typename... Further>
