@@ -32,6 +32,7 @@ BOOL WINAPI OnConsoleEvent(DWORD event) {
 } // namespace
 
 void WatchForInterruption() {
+    InterruptionEvent(); // is there before the handler wants it
     ::SetConsoleCtrlHandler(OnConsoleEvent, TRUE);
 }
 

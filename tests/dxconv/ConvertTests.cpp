@@ -117,8 +117,7 @@ TEST_CASE("of two conversions into one OUT at once the one that ends later is th
     const std::string file = Riff(kFormat + Chunk("data", Noise(48)));
     const std::string in = folder.Put("in.wav", file), out = folder.Path("out.wav");
     const RunResult later = Convert({"-", out}, file, [&] {
-        for (int tries = 0; folder.Count() < 2 && tries < 500; ++tries)
-            ::Sleep(10); // until the first one writes
+        folder.WaitForCount(2); // the first one writes
         CHECK(Convert({in, out, "--settings", FakeSettings("tail 400")}).code == 0);
         CHECK(folder.Get("out.wav").size() == file.size() + 400);
     });

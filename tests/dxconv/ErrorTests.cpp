@@ -108,8 +108,8 @@ TEST_CASE("a module that fails, and an interruption, leave OUT as it was, nothin
     for (const auto& c : cases) {
         const CConsole console;
         const auto interrupt = [&] {
-            for (int tries = 0; c.events != 0 && folder.Count() < 3 && tries < 500; ++tries)
-                ::Sleep(10);
+            if (c.events != 0)
+                folder.WaitForCount(3); // it writes
             console.PressCtrlC(c.events);
         };
         const std::string settings = FakeSettings(c.command);
@@ -139,9 +139,7 @@ TEST_CASE("an effect that ends the process, or hangs, once OUT is complete costs
 TEST_CASE("when dxconv itself is killed its worker goes with it, and the temporary file") {
     const CTestFolder folder;
     const RunResult run = Convert({"-", folder.Path("out.wav")}, kWav, [&] {
-        for (int tries = 0; folder.Count() < 1 && tries < 500; ++tries)
-            ::Sleep(10);
-        CHECK(folder.Count() == 1);
+        folder.WaitForCount(1);
         ::TerminateProcess(g_dxconv, 77);
     });
     CHECK(run.code == 77);

@@ -107,12 +107,14 @@ TEST_CASE("a scan outlives candidates that end its process, hang or fault, and r
         CHECK(again.find("usable   Echo\n") != again.npos);
     }
     {
-        // Stopped at the first candidate, which hangs, it has not lost the one that was usable before.
+        // Stopped at a candidate that hangs, it has not lost the one behind it that was usable before.
         CRegisteredFilters registered;
         registered.Add(clsid('H'), {L"Dxs hangs"}, "hostile_effect.dll");
         const CConsole console;
         const RunResult run = RunDxconv({"scan", "--headless", "--retry", "--timeout", "0"}, "", [&] {
-            ::Sleep(1500);
+            CKernelHandle hanging;
+            for (int tries = 0; !hanging && tries < 500; ++tries, ::Sleep(10))
+                *hanging.Put() = ::OpenEventW(SYNCHRONIZE, FALSE, L"dxs hangs");
             console.PressCtrlC();
         });
         CHECK(run.code == 8);

@@ -164,6 +164,12 @@ public:
         return Utf8({reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / sizeof(wchar_t)});
     }
     auto Count() const { return std::distance(std::filesystem::directory_iterator(m_path), {}); }
+    /// Waits, for seconds at most, until there are so many files.
+    void WaitForCount(int count) const {
+        for (int tries = 0; Count() < count && tries < 500; ++tries)
+            ::Sleep(10);
+        CHECK(Count() == count);
+    }
 
 private:
     const std::wstring m_path = TemporaryName(TemporaryFolder());
