@@ -34,8 +34,14 @@ CDxFilterGraph::CDxFilterGraph(HRESULT* result, CForeignGuardPtr guard)
         reinterpret_cast<void**>(&m_builder));
     if (SUCCEEDED(*result))
         *result = CDxAllocator::Create(&m_allocator, m_guard);
+    if (m_allocator != nullptr) {
+        m_allocator->Own();
+        m_allocator->Release(); // the owner needs no reference
+    }
     if (SUCCEEDED(*result))
         *result = m_builder->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&m_control));
+    if (m_builder != nullptr)
+        HoldReserve(m_builder);
 }
 
 CDxFilterGraph::~CDxFilterGraph() {
@@ -44,11 +50,14 @@ CDxFilterGraph::~CDxFilterGraph() {
         const CAutoLock lock(m_lock);
         Teardown();
     }
-    m_guard->Release(m_control);
-    m_guard->Release(m_builder);
+    m_guard->Call([this] {
+        if (m_builder != nullptr && ReleaseReserve(m_builder) &&
+            (m_control == nullptr || m_control->Release() != 0))
+            m_builder->Release();
+    });
     m_guard->Release(m_effect);
     if (m_allocator != nullptr)
-        m_allocator->Release();
+        m_allocator->Disown();
 }
 
 HRESULT CDxFilterGraph::SetEffect(IBaseFilter* effect) {
@@ -128,13 +137,13 @@ HRESULT CDxFilterGraph::MakeFilters() {
     m_renderer = new (std::nothrow) CDxBufRenderer(&result, m_guard);
     if (m_renderer == nullptr)
         return E_OUTOFMEMORY;
-    m_renderer->AddRef();
+    m_renderer->Own();
     RETURN_IF_FAILED(result);
     m_source = new (std::nothrow) CDxNullSource(
         &result, FloatFormat(kChannels, m_sampleRate), static_cast<std::uint32_t>(bufferBytes), m_guard);
     if (m_source == nullptr)
         return E_OUTOFMEMORY;
-    m_source->AddRef();
+    m_source->Own();
     RETURN_IF_FAILED(result);
     m_source->SetAllocator(m_allocator);
     m_renderer->InputPin().SetAllocator(m_allocator);
@@ -197,9 +206,9 @@ void CDxFilterGraph::Teardown() {
     // Ours in any case: after a fault the graph manager, which is then left alone, holds references of its
     // own.
     if (m_source != nullptr)
-        std::exchange(m_source, nullptr)->Release();
+        std::exchange(m_source, nullptr)->Disown();
     if (m_renderer != nullptr)
-        std::exchange(m_renderer, nullptr)->Release();
+        std::exchange(m_renderer, nullptr)->Disown();
     m_connected = false;
     if (m_allocator != nullptr) {
         m_allocator->Free();

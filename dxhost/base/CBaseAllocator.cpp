@@ -20,10 +20,13 @@ STDMETHODIMP CBaseAllocator::QueryInterface(REFIID iid, void** out) {
 }
 
 STDMETHODIMP_(ULONG) CBaseAllocator::Release() {
-    const ULONG left = m_references.Drop();
-    if (left == 0)
+    return DeleteWithout(m_references.Drop());
+}
+
+ULONG CBaseAllocator::DeleteWithout(LONG references) {
+    if (references == 0)
         delete this;
-    return left;
+    return COwnedCount::Shown(references);
 }
 
 STDMETHODIMP CBaseAllocator::SetNotify(IMemAllocatorNotifyCallbackTemp* notify) {
@@ -55,7 +58,7 @@ CMediaSample* CBaseAllocator::TakeFree() {
         return nullptr;
     sample->m_nextFree = nullptr;
     --m_freeCount;
-    sample->AddRef();
+    sample->Renew();
     return sample;
 }
 

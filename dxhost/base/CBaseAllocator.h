@@ -11,15 +11,18 @@
 /// What an allocator of media samples needs besides its policy: identity, the figures, the list of free
 /// samples and the callback that wants to hear of returned ones. A deriving class says how buffers are sized,
 /// made, handed out and taken back (IMemAllocator). The object starts without references and deletes itself
-/// with the last; each sample that is out holds one.
+/// with the last; each sample that is out holds one. Between Own and Disown it stays whatever the
+/// count.
 class CBaseAllocator : public IMemAllocatorCallbackTemp {
 public:
     CBaseAllocator(const CBaseAllocator&) = delete;
     CBaseAllocator& operator=(const CBaseAllocator&) = delete;
 
     STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
-    STDMETHODIMP_(ULONG) AddRef() override { return m_references.Add(); }
+    STDMETHODIMP_(ULONG) AddRef() override { return COwnedCount::Shown(m_references.Add()); }
     STDMETHODIMP_(ULONG) Release() override;
+    void Own() { m_references.Own(); }
+    void Disown() { DeleteWithout(m_references.Disown()); }
 
     STDMETHODIMP SetNotify(IMemAllocatorNotifyCallbackTemp* notify) override;
     STDMETHODIMP GetFreeCount(LONG* count) override;
@@ -48,8 +51,10 @@ protected:
     bool m_changed = false; ///< the figures differ from what the buffers were made with
 
 private:
+    ULONG DeleteWithout(LONG references);
+
     const CForeignGuardPtr m_guard;
-    CRefCount m_references;
+    COwnedCount m_references;
     std::atomic<CMediaSample*> m_free = nullptr;
     std::atomic<LONG> m_freeCount = 0;
     IMemAllocatorNotifyCallbackTemp* m_notify = nullptr;

@@ -21,12 +21,15 @@ HRESULT CBaseFilter::QueryFurther(REFIID, void** out) {
 }
 
 STDMETHODIMP_(ULONG) CBaseFilter::Release() {
-    const ULONG left = m_references.Drop();
-    if (left == 0) {
+    return DeleteWithout(m_references.Drop());
+}
+
+ULONG CBaseFilter::DeleteWithout(LONG references) {
+    if (references == 0) {
         m_references.Add(); // what the destructors release may touch this object again
         delete this;
     }
-    return left;
+    return COwnedCount::Shown(references);
 }
 
 STDMETHODIMP CBaseFilter::GetClassID(CLSID* clsid) {

@@ -11,7 +11,8 @@ class CBasePin;
 
 /// A filter: identity, state, name and graph of IBaseFilter. To derive: own the pins, and override the
 /// destructor, GetPinCount, GetPin, and QueryFurther for interfaces of one's own. The object starts without
-/// references and deletes itself with the last; its pins count on it.
+/// references and deletes itself with the last; its pins count on it. Between Own and Disown it stays
+/// whatever the count.
 class CBaseFilter : public IBaseFilter {
 public:
     explicit CBaseFilter(REFCLSID clsid) : m_clsid(clsid) {}
@@ -24,8 +25,10 @@ public:
     virtual CBasePin* GetPin(int n) = 0;
 
     STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
-    STDMETHODIMP_(ULONG) AddRef() override { return m_references.Add(); }
+    STDMETHODIMP_(ULONG) AddRef() override { return COwnedCount::Shown(m_references.Add()); }
     STDMETHODIMP_(ULONG) Release() override;
+    void Own() { m_references.Own(); }
+    void Disown() { DeleteWithout(m_references.Disown()); }
 
     STDMETHODIMP GetClassID(CLSID* clsid) override;
 
@@ -52,7 +55,9 @@ protected:
     virtual HRESULT QueryFurther(REFIID iid, void** out);
 
 private:
-    CRefCount m_references;
+    ULONG DeleteWithout(LONG references);
+
+    COwnedCount m_references;
     CCritSec m_lock;
     const CLSID m_clsid;
     FILTER_STATE m_state = State_Stopped;

@@ -46,19 +46,22 @@ STDMETHODIMP CMediaSample::QueryInterface(REFIID iid, void** out) {
 }
 
 STDMETHODIMP_(ULONG) CMediaSample::AddRef() {
-    return m_references.Add();
+    return m_references.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
 STDMETHODIMP_(ULONG) CMediaSample::Release() {
-    const ULONG left = m_references.Drop();
-    if (left == 0) {
-        Forget();
+    ULONG before = m_references.load(std::memory_order_relaxed);
+    do
+        if (before == 0)
+            return 0;
+    while (!m_references.compare_exchange_weak(before, before - 1, std::memory_order_acq_rel));
+    if (before == 1)
         m_allocator.ReleaseBuffer(this);
-    }
-    return left;
+    return before - 1;
 }
 
-void CMediaSample::Forget() {
+void CMediaSample::Renew() {
+    m_references.store(1, std::memory_order_relaxed);
     m_flags = 0;
     m_actual = m_size;
     DeleteType(m_type);

@@ -3,11 +3,13 @@
 #include "support/com.h"
 
 #include <dshow.h>
+#include <atomic>
 
 class CBaseAllocator;
 
 /// One media sample over a slice of its allocator's memory. When its last reference goes it returns to the
-/// allocator, which alone deletes it. Threads: any one at a time, as a sample is passed on.
+/// allocator, which alone deletes it; a reference given back too often then changes nothing. Threads: any one
+/// at a time, as a sample is passed on.
 class CMediaSample : public IMediaSample {
 public:
     /// buffer: `size` bytes, the allocator's.
@@ -53,10 +55,12 @@ private:
         m_flags = on ? m_flags | flag : m_flags & ~unsigned{flag};
         return S_OK;
     }
-    void Forget();
+    /// Taken again: one reference, and nothing left of its last use. (Not sooner: somebody may have given it
+    /// back too often while it is still read.)
+    void Renew();
 
     CBaseAllocator& m_allocator;
-    CRefCount m_references;
+    std::atomic<ULONG> m_references = 0;
     BYTE* const m_buffer;
     const LONG m_size;
     LONG m_actual;
