@@ -4,6 +4,7 @@
 #include "dsp/CMemBuff.h"
 
 #include <windows.h>
+#include <cstring>
 
 namespace {
 
@@ -23,11 +24,16 @@ int HexValue(wchar_t unit) {
 
 bool CMemBuff::WriteHex(const void* bytes, std::int32_t count) {
     static constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
+    static constexpr std::int32_t kTextBytes = 2 * sizeof(wchar_t); // of each byte
+    if (count < 1)
+        return true;
+    const std::int32_t before = m_size;
+    if (count > (INT32_MAX - before) / kTextBytes || !SetSize(before + count * kTextBytes))
+        return false;
     const auto* const source = static_cast<const std::uint8_t*>(bytes);
     for (std::int32_t i = 0; i < count; ++i) {
         const wchar_t pair[2] = {kDigits[source[i] >> 4], kDigits[source[i] & 15]};
-        if (!Append(pair, sizeof pair))
-            return false;
+        std::memcpy(m_data + before + i * kTextBytes, pair, sizeof pair);
     }
     return true;
 }

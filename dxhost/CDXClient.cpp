@@ -5,11 +5,17 @@
 #include "support/hresult.h"
 #include "support/module.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 
 namespace {
+
+// More than any settings text is stored with, and little enough to be encoded in the memory of a 32-bit
+// process.
+constexpr SIZE_T kMostStateBytes = 64 * 1024 * 1024;
+constexpr LONG kMostPagePixels = 4096; // a larger page, or one of no size, is the effect's mistake
 
 // A stream over a copy of the bytes; null when memory is short. The caller holds its one reference.
 IStream* StreamOver(const void* bytes, std::uint32_t size) {
@@ -188,12 +194,22 @@ bool CDXClient::GetState(void** bytes, std::uint32_t* size) {
     if (FAILED(PersistStream(&persist)))
         return false;
     IStream* stream = nullptr;
-    const bool saved = SUCCEEDED(::CreateStreamOnHGlobal(nullptr, TRUE, &stream)) &&
-                       SUCCEEDED(m_guard->Call([&] { return persist->Save(stream, TRUE); })) &&
-                       CopyState(stream, bytes, size);
-    m_guard->Release(stream);
+    bool saved = SUCCEEDED(::CreateStreamOnHGlobal(nullptr, TRUE, &stream));
+    if (saved) {
+        HoldReserve(stream);
+        saved = SUCCEEDED(m_guard->Call([&] { return persist->Save(stream, TRUE); })) &&
+                CopyState(stream, bytes, size);
+        LetGo(stream);
+    }
     m_guard->Release(persist);
     return saved;
+}
+
+void CDXClient::LetGo(IStream* stream) {
+    m_guard->Call([stream] {
+        if (ReleaseReserve(stream))
+            stream->Release();
+    });
 }
 
 bool CDXClient::CopyState(IStream* stream, void** bytes, std::uint32_t* size) {
@@ -201,7 +217,7 @@ bool CDXClient::CopyState(IStream* stream, void** bytes, std::uint32_t* size) {
     if (FAILED(::GetHGlobalFromStream(stream, &memory)))
         return false;
     const SIZE_T length = ::GlobalSize(memory);
-    const void* const content = length == 0 ? nullptr : ::GlobalLock(memory);
+    const void* const content = length == 0 || length > kMostStateBytes ? nullptr : ::GlobalLock(memory);
     if (content == nullptr)
         return false;
     *bytes = std::malloc(length);
@@ -218,27 +234,36 @@ bool CDXClient::SetState(const void* bytes, std::uint32_t size) {
     if (bytes == nullptr || size == 0 || FAILED(PersistStream(&persist)))
         return false;
     IStream* stream = StreamOver(bytes, size);
-    const bool loaded = stream != nullptr && SUCCEEDED(m_guard->Call([&] { return persist->Load(stream); }));
-    m_guard->Release(stream);
+    bool loaded = false;
+    if (stream != nullptr) {
+        HoldReserve(stream);
+        loaded = SUCCEEDED(m_guard->Call([&] { return persist->Load(stream); }));
+        LetGo(stream);
+    }
     m_guard->Release(persist);
     return loaded;
 }
 
 void CDXClient::GetPageSize(std::int32_t* cx, std::int32_t* cy) const {
-    *cx = m_pageInfo.size.cx;
-    *cy = m_pageInfo.size.cy;
+    *cx = std::clamp(m_pageInfo.size.cx, 0L, kMostPagePixels);
+    *cy = std::clamp(m_pageInfo.size.cy, 0L, kMostPagePixels);
 }
 
 void CDXClient::OpenEditor(HWND parent) {
     if (m_page == nullptr)
         return;
-    const RECT area{0, 0, m_pageInfo.size.cx, m_pageInfo.size.cy};
+    std::int32_t cx = 0;
+    std::int32_t cy = 0;
+    GetPageSize(&cx, &cy);
+    const RECT area{0, 0, cx, cy};
     m_guard->Call([&] { return m_page->Activate(parent, &area, FALSE); });
     m_guard->Call([&] { return m_page->Show(SW_SHOW); });
+    RestoreStackGuard();
     ::InvalidateRect(parent, nullptr, FALSE);
 }
 
 void CDXClient::CloseEditor() {
     if (m_page != nullptr)
         m_guard->Call([&] { return m_page->Deactivate(); });
+    RestoreStackGuard();
 }

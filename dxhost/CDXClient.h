@@ -32,10 +32,11 @@ public:
 
     /// Hands a saved state of `size` bytes to the effect.
     bool SetState(const void* bytes, std::uint32_t size);
-    /// The effect's state, from malloc: the caller frees it. Null and 0 when there is none.
+    /// The effect's state, from malloc: the caller frees it. Null and 0 when there is none, or one of more
+    /// than 64 MB.
     bool GetState(void** bytes, std::uint32_t* size);
 
-    /// Size of the effect's page in pixels.
+    /// Size of the effect's page in pixels, 0 .. 4096.
     void GetPageSize(std::int32_t* cx, std::int32_t* cy) const;
     /// Shows the page inside `parent`, which should have a client area of that size. Thread: parent's.
     void OpenEditor(HWND parent);
@@ -65,6 +66,7 @@ private:
     HRESULT CreatePage();
     HRESULT AskForPage(CLSID* page);
     HRESULT StartGraph();
+    void LetGo(IStream* stream);
     bool CopyState(IStream* stream, void** bytes, std::uint32_t* size);
     HRESULT PersistStream(IPersistStream** persist);
     HRESULT HoldModule(IUnknown* object, HMODULE* module);
