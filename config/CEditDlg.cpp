@@ -75,7 +75,9 @@ bool CEditDlg::Destroy(ForeignFault* fault) {
         ::PostMessageW(window, kDestroyYourself, 0, 0);
         return true;
     }
-    return RunGuarded([window] { ::DestroyWindow(window); }, fault); // the page's windows hear of it
+    const bool destroyed = RunGuarded([window] { ::DestroyWindow(window); }, fault); // the page's hear of it
+    RestoreStackGuard();
+    return destroyed;
 }
 
 void CEditDlg::Abandon() {

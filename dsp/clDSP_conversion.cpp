@@ -117,11 +117,14 @@ DWORD clDSP::PassAudioBlock(DSPAudioBlock* block) {
     return 1;
 }
 
-// The host's memory is the host's word: a block that is not there, or not so long, fails the call.
+// The host's memory is the host's word, and the effect's samples are the effect's: what is not there, or not
+// so long, fails the call.
 bool clDSP::Convert(FmtRoutine routine, std::uint8_t** cursor, std::uint32_t frames, float* stereo) {
     if (RunGuarded([&] { routine(cursor, frames, stereo, m_converter.channels); }))
         return true;
-    Fail(kNoAccess, kPassAudioBlock);
+    const bool samplesThere =
+        RunGuarded([&] { std::memmove(m_converter.scratch, stereo, frames * 2 * sizeof(float)); });
+    Fail(samplesThere ? kNoAccess : kFillBuffer, kPassAudioBlock);
     return false;
 }
 

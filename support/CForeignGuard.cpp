@@ -94,6 +94,10 @@ bool RunGuarded(Body body, void* context, ForeignFault* fault) noexcept {
     return true;
 }
 
+void RestoreStackGuard() noexcept {
+    ::_resetstkoflw();
+}
+
 void CForeignGuard::Condemn(const ForeignFault& fault) noexcept {
     m_fault = fault;
     m_faulted.store(true, std::memory_order_release);

@@ -30,6 +30,10 @@ bool RunGuarded(Body&& body, ForeignFault* fault = nullptr) noexcept {
     return RunGuarded([](void* context) { (*static_cast<Plain*>(context))(); }, &body, fault);
 }
 
+/// For after a call that ran window procedures: where the system swallows a stack overflow in one of those,
+/// the stack is left without its guard page, and the next overflow would end the process.
+void RestoreStackGuard() noexcept;
+
 /// The door to one effect (its filter, its pins, its page, the graph manager acting on them): all calls into
 /// them go through here. Once one has faulted the effect is not entered again: calls fail at once with
 /// kFaulted, and releases are left out (what it held stays in memory, and so does this library). Shared by
