@@ -1,6 +1,8 @@
 #include "tests/effects/CTestEffect.h"
 
+#include "dxhost/base/CEnumPins.h"
 #include "support/hresult.h"
+#include "tests/effects/CTestSample.h"
 #include "tests/effects/faults.h"
 
 #include <algorithm>
@@ -12,64 +14,77 @@ const TestEffectPlan& Plan() {
     return Shared().plan;
 }
 
+class CTestPins : public CEnumPins {
+public:
+    using CEnumPins::CEnumPins;
+    STDMETHODIMP Next(ULONG wanted, IPin** pins, ULONG* fetched) override {
+        return Enter(
+            Place::NextPin, [&] { return CEnumPins::Next(wanted, pins, fetched); }, pins);
+    }
+    STDMETHODIMP_(ULONG) Release() override {
+        At(Place::ReleasePinEnum);
+        return CEnumPins::Release();
+    }
+};
+
 } // namespace
 
 // ---- input pin
 
-CTestInputPin::CTestInputPin(CTestEffect& effect) : CBaseInputPin(effect, L"In", nullptr), m_effect(effect) {}
+CTestInputPin::CTestInputPin(CTestEffect& effect)
+    : CTestInputBase(effect, L"In", nullptr), m_effect(effect) {}
 
 HRESULT CTestInputPin::CheckMediaType(const AM_MEDIA_TYPE* type) {
     return IsFloatAudio(type) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
 }
 
-STDMETHODIMP CTestInputPin::QueryPinInfo(PIN_INFO* info) {
-    RETURN_IF_FAILED(At(Place::QueryPinInfo));
-    return CBaseInputPin::QueryPinInfo(info);
+STDMETHODIMP CTestInputPin::QueryInterface(REFIID iid, void** out) {
+    const auto answer = [&] { return CBaseInputPin::QueryInterface(iid, out); };
+    return iid == IID_IMemInputPin ? Enter(Place::QueryMemInput, answer, out) : answer();
 }
 
 STDMETHODIMP CTestInputPin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
-    RETURN_IF_FAILED(At(Place::ReceiveConnection));
-    return CBaseInputPin::ReceiveConnection(connector, type);
-}
-
-STDMETHODIMP CTestInputPin::Disconnect() {
-    RETURN_IF_FAILED(At(Place::Disconnect));
-    return CBaseInputPin::Disconnect();
+    const auto connect = [&] { return CBaseInputPin::ReceiveConnection(connector, type); };
+    return Enter(Place::ReceiveConnection, connect, nullptr, connector);
 }
 
 STDMETHODIMP CTestInputPin::GetAllocator(IMemAllocator** allocator) {
-    RETURN_IF_FAILED(At(Place::InputGetAllocator));
-    if (Plan().inPlace && m_effect.Output().IsConnected())
-        return m_effect.Output().Downstream()->GetAllocator(allocator);
-    return CBaseInputPin::GetAllocator(allocator);
+    const auto offer = [&] {
+        if (Plan().inPlace && m_effect.Output().IsConnected())
+            return m_effect.Output().Downstream()->GetAllocator(allocator);
+        return CBaseInputPin::GetAllocator(allocator);
+    };
+    return Enter(Place::InputGetAllocator, offer, allocator);
 }
 
 STDMETHODIMP CTestInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL readOnly) {
-    RETURN_IF_FAILED(At(Place::NotifyAllocator));
-    RETURN_IF_FAILED(CBaseInputPin::NotifyAllocator(allocator, readOnly));
-    if (Plan().inPlace && m_effect.Output().IsConnected())
-        return m_effect.Output().Downstream()->NotifyAllocator(allocator, readOnly);
-    return S_OK;
+    const auto keep = [&] {
+        RETURN_IF_FAILED(CBaseInputPin::NotifyAllocator(allocator, readOnly));
+        if (Plan().inPlace && m_effect.Output().IsConnected())
+            return m_effect.Output().Downstream()->NotifyAllocator(allocator, readOnly);
+        return S_OK;
+    };
+    return Enter(Place::NotifyAllocator, keep, nullptr, allocator);
 }
 
 STDMETHODIMP CTestInputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES* wishes) {
-    RETURN_IF_FAILED(At(Place::InputRequirements));
-    return CBaseInputPin::GetAllocatorRequirements(wishes);
+    const auto wish = [&] { return *wishes = {1, 1, 1, 0}, S_OK; };
+    return Enter(Place::InputRequirements, wish, wishes);
 }
 
 STDMETHODIMP CTestInputPin::Receive(IMediaSample* sample) {
-    RETURN_IF_FAILED(At(Place::Receive));
-    const HRESULT welcome = CBaseInputPin::Receive(sample);
-    if (welcome != S_OK)
-        return welcome;
-    RETURN_IF_FAILED(m_effect.Transform(sample));
-    return At(Place::ReceiveAfterDelivery);
+    const auto process = [&] {
+        const HRESULT welcome = CBaseInputPin::Receive(sample);
+        return welcome == S_OK ? m_effect.Transform(sample) : welcome;
+    };
+    const HRESULT result = Enter(Place::Receive, process, nullptr, sample);
+    return result == S_OK ? At(Place::ReceiveAfterDelivery) : result;
 }
 
 // ---- output pin
 
 CTestOutputPin::CTestOutputPin(CTestEffect& effect)
-    : CBaseOutputPin(effect, L"Out", nullptr), m_effect(effect) {}
+    : CTestOutputBase(effect, L"Out", nullptr), m_effect(effect) {}
 
 HRESULT CTestOutputPin::CheckMediaType(const AM_MEDIA_TYPE* type) {
     const bool channelsFit =
@@ -78,19 +93,20 @@ HRESULT CTestOutputPin::CheckMediaType(const AM_MEDIA_TYPE* type) {
 }
 
 STDMETHODIMP CTestOutputPin::Connect(IPin* peer, const AM_MEDIA_TYPE* type) {
+    AM_MEDIA_TYPE offered = *type;
+    BYTE longer[sizeof(WAVEFORMATEX) + 22] = {};
+    if (Plan().changesType) {
+        std::memcpy(longer, type->pbFormat, sizeof(WAVEFORMATEX));
+        reinterpret_cast<WAVEFORMATEX*>(longer)->cbSize = 22;
+        offered.lSampleSize = 1;
+        offered.pbFormat = longer;
+        offered.cbFormat = sizeof longer;
+    }
     RETURN_IF_FAILED(At(Place::OutputConnect));
-    if (!Plan().changesType)
-        return CBaseOutputPin::Connect(peer, type);
-    CMediaType changed;
-    RETURN_IF_FAILED(changed.Set(*type));
-    changed.lSampleSize = 1;
-    std::vector<BYTE> longer(sizeof(WAVEFORMATEX) + 22);
-    std::memcpy(longer.data(), type->pbFormat, sizeof(WAVEFORMATEX));
-    reinterpret_cast<WAVEFORMATEX*>(longer.data())->cbSize = 22;
-    AM_MEDIA_TYPE offered = changed;
-    offered.pbFormat = longer.data();
-    offered.cbFormat = static_cast<ULONG>(longer.size());
-    return CBaseOutputPin::Connect(peer, &offered);
+    After(Place::OutputConnect, &offered, nullptr);
+    const HRESULT connected = CBaseOutputPin::Connect(peer, &offered);
+    After(Place::OutputConnect, nullptr, peer);
+    return connected;
 }
 
 HRESULT CTestOutputPin::CompleteConnect(IPin* peer) {
@@ -133,14 +149,23 @@ CTestEffect::~CTestEffect() {
 }
 
 CBasePin* CTestEffect::GetPin(int n) {
-    At(Place::NextPin);
     if (n == 0)
         return &m_input;
     return n == 1 ? &m_output : nullptr;
 }
 
+STDMETHODIMP CTestEffect::QueryInterface(REFIID iid, void** out) {
+    const auto answer = [&] { return CBaseFilter::QueryInterface(iid, out); };
+    return iid == IID_IBaseFilter ? Enter(Place::QueryBaseFilter, answer, out) : answer();
+}
+
+STDMETHODIMP_(ULONG) CTestEffect::AddRef() {
+    At(Place::AddRefEffect);
+    return CBaseFilter::AddRef();
+}
+
 STDMETHODIMP_(ULONG) CTestEffect::Release() {
-    AddRef();
+    CBaseFilter::AddRef();
     if (CBaseFilter::Release() == 1)
         At(Place::LastEffectRelease);
     return CBaseFilter::Release();
@@ -148,71 +173,75 @@ STDMETHODIMP_(ULONG) CTestEffect::Release() {
 
 HRESULT CTestEffect::QueryFurther(REFIID iid, void** out) {
     *out = nullptr;
-    if (iid == IID_ISpecifyPropertyPages) {
-        RETURN_IF_FAILED(At(Place::QueryPages));
-        return HandOut<ISpecifyPropertyPages>(this, out);
-    }
-    if (iid == IID_IPersistStream && Plan().persists) {
-        RETURN_IF_FAILED(At(Place::QueryPersist));
-        return HandOut<IPersistStream>(this, out);
-    }
+    if (iid == IID_ISpecifyPropertyPages)
+        return Enter(
+            Place::QueryPages, [&] { return HandOut<ISpecifyPropertyPages>(this, out); }, out);
+    if (iid == IID_IPersistStream && Plan().persists)
+        return Enter(
+            Place::QueryPersist, [&] { return HandOut<IPersistStream>(this, out); }, out);
     return E_NOINTERFACE;
 }
 
 STDMETHODIMP CTestEffect::EnumPins(IEnumPins** pins) {
-    RETURN_IF_FAILED(At(Place::EnumPins));
-    return CBaseFilter::EnumPins(pins);
+    const auto make = [&] { return *pins = new CTestPins(*this), (*pins)->AddRef(), S_OK; };
+    return Enter(Place::EnumPins, make, pins);
 }
 
 STDMETHODIMP CTestEffect::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
-    RETURN_IF_FAILED(At(graph != nullptr ? Place::JoinGraph : Place::LeaveGraph));
-    return CBaseFilter::JoinFilterGraph(graph, name);
+    const auto join = [&] { return CBaseFilter::JoinFilterGraph(graph, name); };
+    return Enter(graph != nullptr ? Place::JoinGraph : Place::LeaveGraph, join, nullptr, graph);
 }
 
 STDMETHODIMP CTestEffect::SetSyncSource(IReferenceClock* clock) {
-    RETURN_IF_FAILED(At(Place::SetSyncSource));
-    return CBaseFilter::SetSyncSource(clock);
+    return Enter(
+        Place::SetSyncSource, [&] { return CBaseFilter::SetSyncSource(clock); }, nullptr, clock);
 }
 
 STDMETHODIMP CTestEffect::Pause() {
-    RETURN_IF_FAILED(At(Place::Pause));
-    return CBaseFilter::Pause();
+    return Enter(
+        Place::Pause, [&] { return CBaseFilter::Pause(); }, nullptr, static_cast<IBaseFilter*>(this));
 }
 
 STDMETHODIMP CTestEffect::Run(REFERENCE_TIME start) {
-    RETURN_IF_FAILED(At(Place::Run));
-    return CBaseFilter::Run(start);
+    return Enter(Place::Run, [&] { return CBaseFilter::Run(start); });
 }
 
 STDMETHODIMP CTestEffect::Stop() {
-    RETURN_IF_FAILED(At(Place::Stop));
-    return CBaseFilter::Stop();
+    return Enter(Place::Stop, [&] { return CBaseFilter::Stop(); });
 }
 
 STDMETHODIMP CTestEffect::GetPages(CAUUID* pages) {
-    RETURN_IF_FAILED(At(Place::GetPages));
-    pages->cElems = Plan().pages;
-    pages->pElems = static_cast<GUID*>(::CoTaskMemAlloc(sizeof(GUID) * std::max(1ul, pages->cElems)));
-    if (pages->pElems == nullptr)
-        return E_OUTOFMEMORY;
-    std::fill_n(pages->pElems, pages->cElems, CLSID_TestPage);
-    return S_OK;
+    const auto list = [&] {
+        pages->cElems = Plan().pages;
+        pages->pElems = static_cast<GUID*>(::CoTaskMemAlloc(sizeof(GUID) * std::max(1ul, pages->cElems)));
+        if (pages->pElems == nullptr)
+            return E_OUTOFMEMORY;
+        std::fill_n(pages->pElems, pages->cElems, CLSID_TestPage);
+        return S_OK;
+    };
+    return Enter(Place::GetPages, list, pages);
 }
 
 STDMETHODIMP CTestEffect::Load(IStream* stream) {
-    RETURN_IF_FAILED(At(Place::Load));
-    float gain = 0;
-    ULONG read = 0;
-    RETURN_IF_FAILED(stream->Read(&gain, sizeof gain, &read));
-    if (read != sizeof gain)
-        return E_FAIL;
-    Shared().plan.gain = gain;
-    return S_OK;
+    const auto read = [&] {
+        ULONG bytes = 0;
+        float gain = 0;
+        RETURN_IF_FAILED(stream->Read(&gain, sizeof gain, &bytes));
+        if (bytes != sizeof gain)
+            return E_FAIL;
+        Shared().plan.gain = gain;
+        return S_OK;
+    };
+    return Enter(Place::Load, read, nullptr, stream);
 }
 
 STDMETHODIMP CTestEffect::Save(IStream* stream, BOOL) {
     RETURN_IF_FAILED(At(Place::Save));
-    return stream->Write(&Plan().gain, sizeof(float), nullptr);
+    ULONG bytes = sizeof(float);
+    After(Place::Save, &bytes, stream);
+    std::vector<char> state(bytes);
+    std::memcpy(state.data(), &Plan().gain, std::min<ULONG>(bytes, sizeof(float)));
+    return stream->Write(state.data(), bytes, nullptr);
 }
 
 void CTestEffect::Note(IMediaSample* sample, std::uint32_t frames, const float* data) {
@@ -255,7 +284,13 @@ HRESULT CTestEffect::Deliver(IMediaSample* input, IMediaSample* output, std::uin
     const std::uint32_t channels = Plan().monoOutput ? 1 : 2;
     Process(reinterpret_cast<const float*>(in), reinterpret_cast<float*>(out), frames, channels);
     RETURN_IF_FAILED(output->SetActualDataLength(static_cast<LONG>(frames * channels * sizeof(float))));
-    return m_output.CBaseOutputPin::Deliver(output);
+    if (!Plan().ownSamples)
+        return m_output.CBaseOutputPin::Deliver(output);
+    IMediaSample* const wrapped = new CTestSample(*output, out);
+    wrapped->AddRef();
+    const HRESULT delivered = m_output.CBaseOutputPin::Deliver(wrapped);
+    wrapped->Release();
+    return delivered;
 }
 
 void CTestEffect::Process(const float* in, float* out, std::uint32_t frames, std::uint32_t outChannels) {

@@ -3,7 +3,7 @@
 #include "dxhost/base/CBaseFilter.h"
 #include "dxhost/base/CBaseInputPin.h"
 #include "dxhost/base/CBaseOutputPin.h"
-#include "tests/effects/test_effect.h"
+#include "tests/effects/faults.h"
 
 #include <ocidl.h>
 #include <memory>
@@ -11,14 +11,39 @@
 
 class CTestEffect;
 
-class CTestInputPin : public CBaseInputPin {
+/// What the platform asks of either pin.
+template <typename Base, Place info, Place direction, Place peer, Place disconnect>
+class CTestPin : public Base {
+public:
+    using Base::Base;
+    STDMETHODIMP QueryPinInfo(PIN_INFO* out) override {
+        return Enter(
+            info, [&] { return Base::QueryPinInfo(out); }, out);
+    }
+    STDMETHODIMP QueryDirection(PIN_DIRECTION* out) override {
+        return Enter(
+            direction, [&] { return Base::QueryDirection(out); }, out);
+    }
+    STDMETHODIMP ConnectedTo(IPin** out) override {
+        return Enter(
+            peer, [&] { return Base::ConnectedTo(out); }, out);
+    }
+    STDMETHODIMP Disconnect() override {
+        return Enter(disconnect, [&] { return Base::Disconnect(); });
+    }
+};
+using CTestInputBase = CTestPin<CBaseInputPin, Place::InputPinInfo, Place::InputDirection,
+    Place::InputConnectedTo, Place::InputDisconnect>;
+using CTestOutputBase = CTestPin<CBaseOutputPin, Place::OutputPinInfo, Place::OutputDirection,
+    Place::OutputConnectedTo, Place::OutputDisconnect>;
+
+class CTestInputPin : public CTestInputBase {
 public:
     explicit CTestInputPin(CTestEffect& effect);
 
     HRESULT CheckMediaType(const AM_MEDIA_TYPE* type) override;
-    STDMETHODIMP QueryPinInfo(PIN_INFO* info) override;
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
     STDMETHODIMP ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) override;
-    STDMETHODIMP Disconnect() override;
     STDMETHODIMP GetAllocator(IMemAllocator** allocator) override;
     STDMETHODIMP NotifyAllocator(IMemAllocator* allocator, BOOL readOnly) override;
     STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES* wishes) override;
@@ -30,7 +55,7 @@ private:
     CTestEffect& m_effect;
 };
 
-class CTestOutputPin : public CBaseOutputPin {
+class CTestOutputPin : public CTestOutputBase {
 public:
     explicit CTestOutputPin(CTestEffect& effect);
 
@@ -56,10 +81,8 @@ public:
     int GetPinCount() override { return 2; }
     CBasePin* GetPin(int n) override;
 
-    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-        return CBaseFilter::QueryInterface(iid, out);
-    }
-    STDMETHODIMP_(ULONG) AddRef() override { return CBaseFilter::AddRef(); }
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override;
+    STDMETHODIMP_(ULONG) AddRef() override;
     STDMETHODIMP_(ULONG) Release() override;
     STDMETHODIMP GetClassID(CLSID* clsid) override { return CBaseFilter::GetClassID(clsid); }
 

@@ -6,6 +6,18 @@
 #include <cwchar>
 #include <utility>
 
+namespace {
+
+WNDPROC g_static = nullptr;
+
+LRESULT CALLBACK PageWindow(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_DESTROY)
+        At(Place::PageWindow);
+    return ::CallWindowProcW(g_static, window, message, wParam, lParam);
+}
+
+} // namespace
+
 CTestPage::CTestPage() {
     ::InterlockedIncrement(&Shared().record.liveObjects);
 }
@@ -19,10 +31,11 @@ CTestPage::~CTestPage() {
 }
 
 STDMETHODIMP CTestPage::QueryInterface(REFIID iid, void** out) {
-    if (iid == IID_IUnknown || iid == IID_IPropertyPage)
-        return HandOut<IPropertyPage>(this, out);
     *out = nullptr;
-    return E_NOINTERFACE;
+    if (iid != IID_IUnknown && iid != IID_IPropertyPage)
+        return E_NOINTERFACE;
+    return Enter(
+        Place::QueryPage, [&] { return HandOut<IPropertyPage>(this, out); }, out);
 }
 
 STDMETHODIMP_(ULONG) CTestPage::Release() {
@@ -35,41 +48,50 @@ STDMETHODIMP_(ULONG) CTestPage::Release() {
 }
 
 STDMETHODIMP CTestPage::SetPageSite(IPropertyPageSite* site) {
-    RETURN_IF_FAILED(At(Place::SetPageSite));
-    if (site != nullptr)
-        site->AddRef();
-    if (m_site != nullptr)
-        m_site->Release();
-    m_site = site;
-    return S_OK;
+    const auto keep = [&] {
+        if (site != nullptr)
+            site->AddRef();
+        if (m_site != nullptr)
+            m_site->Release();
+        m_site = site;
+        return S_OK;
+    };
+    return Enter(Place::SetPageSite, keep, nullptr, site);
 }
 
 STDMETHODIMP CTestPage::SetObjects(ULONG count, IUnknown** objects) {
-    RETURN_IF_FAILED(At(Place::SetObjects));
-    if (m_object != nullptr)
-        std::exchange(m_object, nullptr)->Release();
-    if (count == 1) {
-        m_object = objects[0];
-        m_object->AddRef();
-    }
-    return S_OK;
+    const auto keep = [&] {
+        if (m_object != nullptr)
+            std::exchange(m_object, nullptr)->Release();
+        if (count == 1) {
+            m_object = objects[0];
+            m_object->AddRef();
+        }
+        return S_OK;
+    };
+    return Enter(Place::SetObjects, keep, nullptr, objects[0]);
 }
 
 STDMETHODIMP CTestPage::GetPageInfo(PROPPAGEINFO* info) {
-    RETURN_IF_FAILED(At(Place::GetPageInfo));
-    static constexpr wchar_t kTitle[] = L"Test page";
-    info->pszTitle = static_cast<LPOLESTR>(::CoTaskMemAlloc(sizeof kTitle));
-    if (info->pszTitle == nullptr)
-        return E_OUTOFMEMORY;
-    std::wcscpy(info->pszTitle, kTitle);
-    info->size = Shared().plan.pageSize;
-    return S_OK;
+    const auto fill = [&] {
+        static constexpr wchar_t kTitle[] = L"Test page";
+        info->pszTitle = static_cast<LPOLESTR>(::CoTaskMemAlloc(sizeof kTitle));
+        if (info->pszTitle == nullptr)
+            return E_OUTOFMEMORY;
+        std::wcscpy(info->pszTitle, kTitle);
+        info->size = Shared().plan.pageSize;
+        return S_OK;
+    };
+    return Enter(Place::GetPageInfo, fill, info, this);
 }
 
 STDMETHODIMP CTestPage::Activate(HWND parent, LPCRECT area, BOOL) {
     RETURN_IF_FAILED(At(Place::Activate));
-    Shared().record.pageWindow = ::CreateWindowExW(0, L"STATIC", L"page", WS_CHILD, area->left, area->top,
+    const HWND window = ::CreateWindowExW(0, L"STATIC", L"page", WS_CHILD, area->left, area->top,
         area->right - area->left, area->bottom - area->top, parent, nullptr, nullptr, nullptr);
+    g_static = reinterpret_cast<WNDPROC>(
+        ::SetWindowLongW(window, GWLP_WNDPROC, static_cast<LONG>(reinterpret_cast<LONG_PTR>(PageWindow))));
+    Shared().record.pageWindow = window;
     return S_OK;
 }
 

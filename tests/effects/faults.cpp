@@ -1,6 +1,8 @@
 #include "tests/effects/faults.h"
 
 #include <immintrin.h>
+#include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -16,6 +18,44 @@ __attribute__((noinline)) int Descend(int depth) {
     volatile char page[4096];
     page[0] = static_cast<char>(depth);
     return depth == g_deepest ? 0 : Descend(depth + 1) + page[0];
+}
+
+DWORD WINAPI FaultOnThread(void*) {
+    *g_nowhere = 1;
+    return 0;
+}
+
+void OverwriteHeap() {
+    PROCESS_HEAP_ENTRY entry{};
+    while (::HeapWalk(::GetProcessHeap(), &entry))
+        if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0)
+            std::memset(entry.lpData, 0xEE, entry.cbData);
+}
+
+void End(Fault fault) {
+    switch (fault) {
+    case Fault::Exit:
+        ::ExitProcess(7);
+    case Fault::Terminate:
+        ::TerminateProcess(::GetCurrentProcess(), 7);
+        break;
+    case Fault::Abort:
+        std::abort();
+    case Fault::LoseStack:
+        asm volatile("movl $16, %esp\n\tpushl %eax");
+        break;
+    case Fault::DestroyHeap:
+        OverwriteHeap();
+        break;
+    case Fault::OtherThread:
+        ::WaitForSingleObject(::CreateThread(nullptr, 0, FaultOnThread, nullptr, 0, nullptr), INFINITE);
+        break;
+    case Fault::Hang:
+        ::Sleep(INFINITE);
+        break;
+    default:
+        break;
+    }
 }
 
 void Break(Fault fault) {
@@ -54,6 +94,7 @@ void Break(Fault fault) {
         g_zero = Descend(0);
         break;
     default:
+        End(fault);
         break;
     }
 }
@@ -74,4 +115,16 @@ HRESULT At(Place place) {
         return E_FAIL;
     Break(state.plan.fault);
     return S_OK;
+}
+
+void After(Place place, void* out, IUnknown* given) {
+    const TestEffectPlan& plan = Shared().plan;
+    if (place != plan.place || Shared().record.calls[static_cast<std::size_t>(place)] < plan.nth)
+        return;
+    if (plan.fault == Fault::Patch && out != nullptr)
+        std::memcpy(static_cast<char*>(out) + plan.patchOffset, &plan.patchValue, sizeof plan.patchValue);
+    else if (plan.fault == Fault::Keep && given != nullptr)
+        given->AddRef();
+    else if (plan.fault == Fault::Overdrop && given != nullptr)
+        given->Release();
 }

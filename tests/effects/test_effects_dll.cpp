@@ -29,9 +29,11 @@ public:
         *out = nullptr;
         if (outer != nullptr)
             return CLASS_E_NOAGGREGATION;
-        RETURN_IF_FAILED(At(m_place));
-        return m_place == Place::CreateEffect ? Make<CTestEffect, IBaseFilter>(iid, out)
-                                              : Make<CTestPage, IPropertyPage>(iid, out);
+        const auto make = [&] {
+            return m_place == Place::CreateEffect ? Make<CTestEffect, IBaseFilter>(iid, out)
+                                                  : Make<CTestPage, IPropertyPage>(iid, out);
+        };
+        return Enter(m_place, make, out);
     }
     STDMETHODIMP LockServer(BOOL) override { return S_OK; }
 
@@ -58,13 +60,13 @@ CFactory g_pages(Place::CreatePage);
 extern "C" {
 
 STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
-    RETURN_IF_FAILED(At(Place::GetClassObject));
-    *out = nullptr;
-    if (clsid == CLSID_TestEffect)
-        return g_effects.QueryInterface(iid, out);
-    if (clsid == CLSID_TestPage)
-        return g_pages.QueryInterface(iid, out);
-    return CLASS_E_CLASSNOTAVAILABLE;
+    const auto find = [&] {
+        *out = nullptr;
+        if (clsid == CLSID_TestEffect)
+            return g_effects.QueryInterface(iid, out);
+        return clsid == CLSID_TestPage ? g_pages.QueryInterface(iid, out) : CLASS_E_CLASSNOTAVAILABLE;
+    };
+    return Enter(Place::GetClassObject, find, out);
 }
 
 STDAPI DllCanUnloadNow() {
