@@ -50,18 +50,15 @@ STDMETHODIMP_(ULONG) CMediaSample::AddRef() {
 }
 
 STDMETHODIMP_(ULONG) CMediaSample::Release() {
-    ULONG before = m_references.load(std::memory_order_relaxed);
-    do
-        if (before == 0)
-            return 0;
-    while (!m_references.compare_exchange_weak(before, before - 1, std::memory_order_acq_rel));
-    if (before == 1)
+    const ULONG left = m_references.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0 && m_out.exchange(false))
         m_allocator.ReleaseBuffer(this);
-    return before - 1;
+    return left;
 }
 
 void CMediaSample::Renew() {
     m_references.store(1, std::memory_order_relaxed);
+    m_out.store(true, std::memory_order_relaxed);
     m_flags = 0;
     m_actual = m_size;
     DeleteType(m_type);

@@ -8,8 +8,8 @@
 class CBaseAllocator;
 
 /// One media sample over a slice of its allocator's memory. When its last reference goes it returns to the
-/// allocator, which alone deletes it; a reference given back too often then changes nothing. Threads: any one
-/// at a time, as a sample is passed on.
+/// allocator, which alone deletes it; once each time it was taken, whatever else is given back. Threads: any
+/// one at a time, as a sample is passed on.
 class CMediaSample : public IMediaSample {
 public:
     /// buffer: `size` bytes, the allocator's.
@@ -61,6 +61,7 @@ private:
 
     CBaseAllocator& m_allocator;
     std::atomic<ULONG> m_references = 0;
+    std::atomic<bool> m_out = false; ///< taken and not yet returned
     BYTE* const m_buffer;
     const LONG m_size;
     LONG m_actual;

@@ -77,8 +77,12 @@ STDMETHODIMP CTestInputPin::Receive(IMediaSample* sample) {
         const HRESULT welcome = CBaseInputPin::Receive(sample);
         return welcome == S_OK ? m_effect.Transform(sample) : welcome;
     };
-    const HRESULT result = Enter(Place::Receive, process, nullptr, sample);
-    return result == S_OK ? At(Place::ReceiveAfterDelivery) : result;
+    RETURN_IF_FAILED(At(Place::Receive));
+    After(Place::Receive, nullptr, sample);
+    const HRESULT result = process();
+    return result == S_OK ? Enter(
+                                Place::ReceiveAfterDelivery, [] { return S_OK; }, nullptr, sample)
+                          : result;
 }
 
 // ---- output pin

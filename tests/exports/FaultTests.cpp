@@ -72,7 +72,6 @@ struct Garbage {
 };
 constexpr std::uint32_t kNowhere = 0x10;
 constexpr std::uint32_t kNegative = 0xFFFFFFFF;
-constexpr std::uint32_t kMostNegative = 0x80000000;
 constexpr std::uint32_t kHuge = 0x7FFFFFFF;
 const Garbage kHandOuts[] = {{Place::GetClassObject, 0, {0, kNowhere}, Phase::Connecting},
     {Place::CreateEffect, 0, {0, kNowhere}, Phase::Connecting},
@@ -92,12 +91,12 @@ const Garbage kHandOuts[] = {{Place::GetClassObject, 0, {0, kNowhere}, Phase::Co
     {Place::QueryPersist, 0, {0}, Phase::Unharmed}, {Place::QueryPersist, 0, {kNowhere}, Phase::Running},
     {Place::SamplePointer, 0, {0, kNowhere, 0xFFFFFF00}, Phase::Running}};
 const Garbage kFigures[] = {
-    {Place::GetPages, 0, {0, 2, kNegative}, Phase::Connecting},                 // count
-    {Place::GetPages, 4, {0, kNowhere}, Phase::Connecting},                     // list
-    {Place::GetPageInfo, 4, {kNowhere}, Phase::Editor},                         // title
-    {Place::GetPageInfo, 8, {kNegative, kMostNegative, kHuge}, Phase::Editor},  // width
-    {Place::GetPageInfo, 12, {kNegative, kMostNegative, kHuge}, Phase::Editor}, // height
-    {Place::InputPinInfo, 4, {77}, Phase::Connecting},                          // direction
+    {Place::GetPages, 0, {0, 2, kNegative}, Phase::Connecting},          // count
+    {Place::GetPages, 4, {0, kNowhere}, Phase::Connecting},              // list
+    {Place::GetPageInfo, 4, {kNowhere}, Phase::Editor},                  // title
+    {Place::GetPageInfo, 8, {kNegative, 20'000, kHuge}, Phase::Editor},  // width
+    {Place::GetPageInfo, 12, {kNegative, 20'000, kHuge}, Phase::Editor}, // height
+    {Place::InputPinInfo, 4, {77}, Phase::Connecting},                   // direction
     {Place::InputDirection, 0, {77}, Phase::Unharmed}, {Place::OutputDirection, 0, {77}, Phase::Unharmed},
     {Place::InputRequirements, 0, {kNegative}, Phase::Unharmed},           // count
     {Place::InputRequirements, 4, {kNegative, kHuge}, Phase::Unharmed},    // size
@@ -116,8 +115,9 @@ const struct {
     Place place;
     Phase kept, dropped;
 } kReferences[] = {{Place::Receive, Phase::Running, Phase::Unharmed}, // sample
-    {Place::ReceiveConnection, Phase::Unharmed, Phase::Unharmed},     // source
-    {Place::OutputConnect, Phase::Unharmed, Phase::Unharmed},         // renderer
+    {Place::ReceiveAfterDelivery, Phase::Running, Phase::Unharmed},
+    {Place::ReceiveConnection, Phase::Unharmed, Phase::Unharmed}, // source
+    {Place::OutputConnect, Phase::Unharmed, Phase::Unharmed},     // renderer
     {Place::NotifyAllocator, Phase::Unharmed, Phase::Unharmed},
     {Place::SetPageSite, Phase::Unharmed, Phase::Unharmed},
     {Place::JoinGraph, Phase::Unharmed, Phase::Unharmed},     // graph manager
@@ -211,7 +211,7 @@ private:
     void ThroughConversion(const Cell& cell) {
         const bool leaving = cell.phase == Phase::Leaving; // such calls happen while connecting, too
         if (!leaving)
-            Arm(cell, cell.place == Place::Receive ? 3 : 1);
+            Arm(cell, cell.place == Place::Receive || cell.place == Place::ReceiveAfterDelivery ? 3 : 1);
         const DWORD begun = m_panel.Begin(kFloat, CHost::SettingsFor(L"T", CLSID_TestEffect, kState));
         if (leaving)
             Arm(cell, m_effects.Calls(cell.place) + 1);
