@@ -2,6 +2,7 @@
 
 #include "dxhost/CDxBufRenderer.h"
 #include "dxhost/CDxNullSource.h"
+#include "dxhost/base/CBasePin.h"
 #include "support/hresult.h"
 
 #include <mmreg.h>
@@ -169,7 +170,7 @@ HRESULT CDxFilterGraph::FindPin(PIN_DIRECTION direction, IPin** pin) {
         if (SUCCEEDED(result) && candidate != nullptr)
             result = m_guard->Call([&] { return candidate->QueryPinInfo(&info); });
         m_guard->Release(info.pFilter);
-        if (SUCCEEDED(result) && candidate != nullptr && info.dir == direction)
+        if (SUCCEEDED(result) && candidate != nullptr && DirectionNumber(info.dir) == direction)
             *pin = candidate;
         else
             m_guard->Release(candidate);

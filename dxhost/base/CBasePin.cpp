@@ -211,5 +211,5 @@ HRESULT CBasePin::GetMediaType(int, CMediaType*) {
 HRESULT CBasePin::CheckConnect(IPin* peer) {
     PIN_DIRECTION direction = m_direction;
     RETURN_IF_FAILED(Foreign([&] { return peer->QueryDirection(&direction); }));
-    return direction == m_direction ? VFW_E_INVALID_DIRECTION : S_OK;
+    return DirectionNumber(direction) == m_direction ? VFW_E_INVALID_DIRECTION : S_OK;
 }

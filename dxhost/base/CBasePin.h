@@ -4,9 +4,17 @@
 #include "support/CForeignGuard.h"
 
 #include <dshow.h>
+#include <cstring>
 #include <utility>
 
 class CBaseFilter;
+
+/// A direction that a foreign pin named, which may be neither of the two: to be compared as a number.
+inline int DirectionNumber(const PIN_DIRECTION& direction) {
+    int number = 0;
+    std::memcpy(&number, &direction, sizeof number);
+    return number;
+}
 
 /// What input and output pins share: identity, connection, media type. Counts references on its filter, which
 /// owns it. Calls into the connected pin go through the guard when one was given: then a fault there fails

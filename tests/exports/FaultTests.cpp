@@ -359,7 +359,7 @@ TEST_CASE("a fault of the effect, wherever it hits, costs no more than what it h
         CAPTURE(name);
         CAPTURE(exitCode);
         CHECK((cell.phase == Phase::Ended || cell.phase == Phase::Undefined));
-        MESSAGE("process ended: " << name << (ended ? "" : ", over time"));
+        MESSAGE("process ended: " << name << std::string(ended ? "" : ", over time"));
         --kinds[cell.kind].second;
         under.Next();
     }
