@@ -4,6 +4,7 @@
 #include "dsp/trace_log.h"
 #include "dxhost/CDXClient.h"
 #include "resources/resource.h"
+#include "support/host_memory.h"
 #include "support/module.h"
 #include "support/text.h"
 
@@ -24,8 +25,8 @@ using CMalloced = std::unique_ptr<T, FreeMalloc>;
 } // namespace
 
 clDSP::clDSP(const DSPHostContext* context) : m_output(kSettingsGrowBytes) {
-    if (context != nullptr)
-        m_context = *context;
+    if (!ReadRecord(&m_context, context))
+        m_context = {};
     m_form.SetOwner(this);
     m_editor.SetOnClose(
         [](void* instance) {
@@ -34,6 +35,7 @@ clDSP::clDSP(const DSPHostContext* context) : m_output(kSettingsGrowBytes) {
         },
         this);
     m_lock.Create();
+    m_panelLock.Create();
 }
 
 clDSP::~clDSP() {
@@ -97,6 +99,7 @@ DWORD clDSP::AfterConversion() {
 
 HWND clDSP::ShowConfigBit(HWND parent, int x, int y, const wchar_t* settings) {
     const CPanelCall call(*this);
+    const CLockObj turn(&m_panelLock);
     TraceEntry(this, "clDSP::ShowConfigBit");
     CMemBuff decoded(kSettingsGrowBytes);
     if (decoded.FromSettingsString(settings)) {
@@ -115,6 +118,7 @@ const wchar_t* clDSP::RemoveConfigBit(int code) {
     if (code == DSP_CODE_STORED_SETTINGS)
         return m_settingsText.c_str();
     const CPanelCall call(*this);
+    const CLockObj turn(&m_panelLock);
     TraceEntry(this, "clDSP::RemoveConfigBit");
     if (InEffect()) { // its page may be in use, and its state can't be asked for: the last text holds
         LogError(kCalledFromEffect, this, "clDSP::RemoveConfigBit");

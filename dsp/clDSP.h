@@ -19,7 +19,7 @@ class CDXClient;
 /// host); they return 1 for success and 0 for failure, log, and throw nothing.
 ///
 /// Threads: any. ConnectDX, BeginConversion and PassAudioBlock hold the instance lock for their whole run;
-/// panel and editor belong to the host's window thread.
+/// panel and editor belong to the host's window thread, and ShowConfigBit and RemoveConfigBit take turns.
 class clDSP final : private ISettingsOwner {
 public:
     /// context: copied; null switches the logs off. May throw std::bad_alloc.
@@ -37,7 +37,7 @@ public:
     HWND ShowConfigBit(HWND parent, int x, int y, const wchar_t* settings);
     const wchar_t* RemoveConfigBit(int code);
     DWORD BeginConversion(const DSPConversionInfo* info, const wchar_t* settings);
-    DWORD PassAudioBlock(DSPAudioBlock* block);
+    DWORD PassAudioBlock(DSPAudioBlock* given);
     DWORD PassNonLive();
     DWORD EndConversion();
     DWORD AfterConversion();
@@ -89,4 +89,5 @@ private:
     std::atomic<int> m_panelCalls = 0;   ///< under way, one within the other
     std::atomic<bool> m_retired = false; ///< destroyed by the host during a panel call
     CLockObj m_lock;
+    CLockObj m_panelLock; ///< around ShowConfigBit and RemoveConfigBit; taken before m_lock
 };

@@ -5,6 +5,7 @@
 #include "dsp/trace_log.h"
 #include "dxhost/CDXClient.h"
 #include "support/CForeignGuard.h"
+#include "support/host_memory.h"
 
 #include <algorithm>
 #include <cmath>
@@ -30,6 +31,15 @@ bool IsSilent(const float* data, std::uint32_t frames) {
         if (!(std::fabs(data[i]) <= kSilence))
             return false;
     return true;
+}
+
+// The host's record gets what a tail changes of it. False when it can't be written.
+bool GiveBack(DSPAudioBlock* host, const DSPAudioBlock& block) {
+    return RunGuarded([&] {
+        host->pData = block.pData;
+        host->nBytes = block.nBytes;
+        host->nDurationMs = block.nDurationMs;
+    });
 }
 
 } // namespace
@@ -70,7 +80,9 @@ DWORD clDSP::BeginConversion(const DSPConversionInfo* info, const wchar_t* setti
     if (InEffect())
         return Fail(kCalledFromEffect, kFunction);
     CAudioFormat format;
-    const bool formatGiven = info != nullptr && format.Assign(info->pFormat);
+    const WAVEFORMATEX* given = nullptr;
+    const bool formatGiven =
+        info != nullptr && RunGuarded([&] { given = info->pFormat; }) && format.Assign(given);
     CMemBuff decoded(kSettingsGrowBytes);
     if (decoded.FromSettingsString(settings)) {
         ConnectDecoded(decoded, format.SamplesPerSec());
@@ -91,30 +103,33 @@ DWORD clDSP::BeginConversion(const DSPConversionInfo* info, const wchar_t* setti
     return 1;
 }
 
-DWORD clDSP::PassAudioBlock(DSPAudioBlock* block) {
+DWORD clDSP::PassAudioBlock(DSPAudioBlock* given) {
     const CLockObj lock(&m_lock);
     if (InEffect())
         return Fail(kCalledFromEffect, kPassAudioBlock);
-    if (block == nullptr)
+    DSPAudioBlock block;
+    if (!ReadRecord(&block, given))
         return Fail(kNoAccess, kPassAudioBlock);
     if (m_client == nullptr || !m_converter.IsFitted() || m_converter.frameBytes == 0)
         return 1;
     const CInEffect inside(*this);
-    const auto bytes = static_cast<std::uint32_t>(std::max<INT32>(block->nBytes, 0));
-    if (block->pData == nullptr && bytes != 0)
+    const auto bytes = static_cast<std::uint32_t>(std::max<INT32>(block.nBytes, 0));
+    if (block.pData == nullptr && bytes != 0)
         return Fail(kNoAccess, kPassAudioBlock);
-    if (!ProcessFrames(block->pData, bytes / m_converter.frameBytes))
+    if (!ProcessFrames(block.pData, bytes / m_converter.frameBytes))
         return 0;
-    if (block->bLastBlock == 0)
+    if (block.bLastBlock == 0)
         return 1;
     CAudioFormat format;
-    format.Assign(&block->wfx.ex, sizeof block->wfx);
+    format.Assign(&block.wfx.ex, sizeof block.wfx);
     CMemBuff tail(static_cast<std::int32_t>(m_converter.frameBytes * kTailGrowFrames));
     if (!FlushTail(format, tail))
         return 0;
-    if (tail.Size() != 0 && !AppendTail(block, format, tail))
+    if (tail.Size() == 0)
+        return 1;
+    if (!AppendTail(&block, format, tail))
         return Fail(L"Error: CMemBuff::SetSize", kPassAudioBlock);
-    return 1;
+    return GiveBack(given, block) ? 1 : Fail(kNoAccess, kPassAudioBlock);
 }
 
 // The host's memory is the host's word, and the effect's samples are the effect's: what is not there, or not

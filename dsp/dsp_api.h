@@ -18,7 +18,8 @@
  *     modes; modes are on return what they were. Calls on one instance that touch audio take turns inside.
  *     Show and remove the panel on the thread that runs the parent window.
  *   - No function throws, and a fault of an effect does not leave them: it becomes a failed result.
- *   - Handles and pointers that are passed in stay the caller's.
+ *   - Handles and pointers that are passed in stay the caller's. A record or text that can't be read counts
+ *     as null; one that can't be written fails the call.
  *
  * Compiles alone, as C and as C++.
  */

@@ -1,8 +1,9 @@
-// The eleven exported functions: floating-point modes, null check, forward.
+// The eleven exported functions: floating-point modes, null check, texts that can be read, forward.
 
 #include "dsp/clDSP.h"
 #include "dsp/dsp_api.h"
 #include "support/CFloatModes.h"
+#include "support/host_memory.h"
 
 #include <exception>
 #include <new>
@@ -42,15 +43,16 @@ DWORD __cdecl DSP_Destroy(void* instance) {
 }
 
 DWORD __cdecl DSP_Set(void* instance, const wchar_t* key, const wchar_t* value) {
-    return Forward(instance, [=](clDSP& dsp) { return dsp.Set(key, value); });
+    return Forward(instance, [=](clDSP& dsp) { return dsp.Set(ReadableText(key), value); });
 }
 
 DWORD __cdecl DSP_Get(void* instance, const wchar_t* key, void* value) {
-    return Forward(instance, [=](clDSP& dsp) { return dsp.Get(key, value); });
+    return Forward(instance, [=](clDSP& dsp) { return dsp.Get(ReadableText(key), value); });
 }
 
 HWND __cdecl DSP_ShowConfigBit(void* instance, HWND parent, int x, int y, const wchar_t* settings) {
-    return Forward(instance, [=](clDSP& dsp) { return dsp.ShowConfigBit(parent, x, y, settings); });
+    return Forward(
+        instance, [=](clDSP& dsp) { return dsp.ShowConfigBit(parent, x, y, ReadableText(settings)); });
 }
 
 const wchar_t* __cdecl DSP_RemoveConfigBit(void* instance, int code) {
@@ -58,7 +60,7 @@ const wchar_t* __cdecl DSP_RemoveConfigBit(void* instance, int code) {
 }
 
 DWORD __cdecl DSP_BeginConversion(void* instance, const DSPConversionInfo* info, const wchar_t* settings) {
-    return Forward(instance, [=](clDSP& dsp) { return dsp.BeginConversion(info, settings); });
+    return Forward(instance, [=](clDSP& dsp) { return dsp.BeginConversion(info, ReadableText(settings)); });
 }
 
 DWORD __cdecl DSP_PassAudioBlock(void* instance, DSPAudioBlock* block) {

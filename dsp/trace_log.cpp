@@ -17,7 +17,8 @@ constexpr std::size_t kIndentUnits = 2;
 
 struct LogState {
     CKernelHandle mutex{::CreateMutexW(nullptr, FALSE, nullptr)};
-    std::wstring indentation;
+    // Failed calls leave their entry's share behind, so it only ever grows: kept as a number, not as text.
+    std::size_t indentUnits = 0;
     bool lastLineEnded = true;
 };
 
@@ -52,8 +53,12 @@ std::wstring BuildLine(
     return line;
 }
 
+bool IsUsable(HANDLE file) {
+    return file != nullptr && file != INVALID_HANDLE_VALUE;
+}
+
 void WriteUnits(HANDLE file, const std::wstring& text) {
-    if (file == nullptr || file == INVALID_HANDLE_VALUE || text.empty())
+    if (!IsUsable(file) || text.empty())
         return;
     DWORD written = 0;
     const DWORD bytes = static_cast<DWORD>(text.size()) * DWORD{sizeof(wchar_t)};
@@ -66,7 +71,7 @@ void LogMarked(
     try {
         WriteUnits(file, BuildLine({}, message == nullptr ? L"" : message, function, true));
     } catch (const std::exception&) {
-        // Out of memory: the line is lost, the call goes on.
+        // As in Trace.
     }
 }
 
@@ -76,7 +81,7 @@ void WriteText(HANDLE file, const wchar_t* text) {
     try {
         WriteUnits(file, text == nullptr ? L"" : text);
     } catch (const std::exception&) {
-        // As above.
+        // As in Trace.
     }
 }
 
@@ -86,22 +91,20 @@ void Trace(const wchar_t* message, const clDSP* instance, const char* function, 
         message = L"";
     const CLogLock lock;
     try {
-        std::wstring& indentation = g_log.indentation;
         if (BeginsWith(message, kExitMark))
-            indentation.resize(indentation.size() - std::min(indentation.size(), kIndentUnits));
-        std::wstring start;
-        if (prefix != nullptr)
-            start = prefix;
-        else if (g_log.lastLineEnded)
-            start = indentation;
-        if (instance != nullptr)
-            WriteUnits(instance->HostContext().hTraceLog, BuildLine(start, message, function, endLine));
-        if (BeginsWith(message, kEntryMark))
-            indentation.append(kIndentUnits, L' ');
-        g_log.lastLineEnded = endLine;
+            g_log.indentUnits -= std::min(g_log.indentUnits, kIndentUnits);
+        const HANDLE file = instance == nullptr ? nullptr : instance->HostContext().hTraceLog;
+        if (IsUsable(file)) {
+            const std::size_t indentUnits = g_log.lastLineEnded ? g_log.indentUnits : 0;
+            const std::wstring start = prefix != nullptr ? prefix : std::wstring(indentUnits, L' ');
+            WriteUnits(file, BuildLine(start, message, function, endLine));
+        }
     } catch (const std::exception&) {
-        // As above.
+        // Out of memory: the line is lost, the call goes on.
     }
+    if (BeginsWith(message, kEntryMark))
+        g_log.indentUnits += kIndentUnits;
+    g_log.lastLineEnded = endLine;
 }
 
 void LogError(const wchar_t* message, const clDSP* instance, const char* function) {

@@ -1,5 +1,6 @@
 #include "tests/effects/CTestEffects.h"
 
+#include "effects/echo/guids.h"
 #include "support/handles.h"
 
 #include <objbase.h>
@@ -26,6 +27,11 @@ void RegisterClassInPrefix(const GUID& clsid, const std::wstring& dllPath) {
     };
     set(nullptr, dllPath);
     set(L"ThreadingModel", L"Both");
+}
+
+void RegisterEcho() {
+    for (const GUID& clsid : {kEchoFilterClsid, kEchoPageClsid})
+        RegisterClassInPrefix(clsid, ProgramFolder() + L"..\\echo.dll");
 }
 
 CTestEffects::CTestEffects() {

@@ -10,6 +10,9 @@ std::wstring ProgramFolder();
 /// Registers a COM class of an in-process server for this (private) prefix. Unregister takes it away.
 void RegisterClassInPrefix(const GUID& clsid, const std::wstring& dllPath);
 
+/// The sample effect that was built beside the tests, and its page.
+void RegisterEcho();
+
 /// test_effects.dll, registered and loaded: a test sets the plan and reads the record. The plan starts anew
 /// with each object.
 class CTestEffects {

@@ -41,6 +41,16 @@ public:
         }
     }
 
+    /// Drops what no later sample can sound from unless the delay is made longer: for long sounds.
+    void ForgetUnheard() {
+        const std::size_t heard = m_delay * m_channels;
+        if (m_past.size() <= 4 * heard)
+            return;
+        const std::size_t unheard = m_past.size() - heard;
+        m_past.erase(m_past.begin(), m_past.begin() + static_cast<std::ptrdiff_t>(unheard));
+        m_oldest -= std::min(m_oldest, unheard);
+    }
+
 private:
     float Past(std::size_t back) const {
         return m_past.size() < m_oldest + back ? 0.0F : m_past[m_past.size() - back];

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <stdexcept>
 
-CModule::CModule() : m_library(::LoadLibraryW((ProgramFolder() + L"..\\dxwrapper.dll").c_str())) {
+CModule::CModule(const std::wstring& file) : m_library(::LoadLibraryW((ProgramFolder() + file).c_str())) {
     if (m_library == nullptr)
-        throw std::runtime_error("dxwrapper.dll is missing");
+        throw std::runtime_error("the module is missing");
     const auto bind = [this](auto& function, const char* name) {
         void* const address = reinterpret_cast<void*>(::GetProcAddress(m_library, name));
         if (address == nullptr)

@@ -23,7 +23,8 @@ struct StringMaker<std::wstring> {
 /// The module as a host has it: loaded from the file, its exports bound by name.
 class CModule {
 public:
-    CModule();
+    /// file: relative to the folder of the test program.
+    explicit CModule(const std::wstring& file = L"..\\dxwrapper.dll");
     ~CModule();
     CModule(const CModule&) = delete;
     CModule& operator=(const CModule&) = delete;

@@ -1,9 +1,10 @@
+#include "effects/echo/guids.h"
 #include "tests/effects/CTestEffects.h"
-#include "tests/exports/CHost.h"
+#include "tests/exports/CPanel.h"
 #include "tests/exports/process_resources.h"
 
 #include <doctest/doctest.h>
-#include <dshow.h>
+#include <objbase.h>
 
 namespace {
 
@@ -29,19 +30,10 @@ Growth GrowthOf(Cycle&& cycle) {
         static_cast<std::ptrdiff_t>(after.windows - before.windows)};
 }
 
-// The platform's graph manager leaves something behind of its own: this is one without anything of ours.
-void PlainGraph() {
+// A graph of the platform's own, on a thread that starts and ends COM for it as the module does.
+void GraphWithCom() {
     ::CoInitialize(nullptr);
-    IGraphBuilder* builder = nullptr;
-    ::CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
-        reinterpret_cast<void**>(&builder));
-    IMediaControl* control = nullptr;
-    builder->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&control));
-    control->Pause();
-    control->Run();
-    control->Stop();
-    control->Release();
-    builder->Release();
+    PlainGraph();
     ::CoUninitialize();
 }
 
@@ -55,11 +47,25 @@ void CheckNoGrowth(const Growth& ours, const Growth& platform) {
                                           << ours.handles - platform.handles << " handles");
 }
 
+// A built library under another name: the library itself stays loaded once an effect has faulted in another
+// test of this process.
+struct CCopiedLibrary {
+    explicit CCopiedLibrary(const std::wstring& file) : name(L"again_" + file), path(ProgramFolder() + name) {
+        ::CopyFileW((ProgramFolder() + L"..\\" + file).c_str(), path.c_str(), FALSE);
+    }
+    ~CCopiedLibrary() { ::DeleteFileW(path.c_str()); }
+    CCopiedLibrary(const CCopiedLibrary&) = delete;
+    CCopiedLibrary& operator=(const CCopiedLibrary&) = delete;
+
+    const std::wstring name;
+    const std::wstring path;
+};
+
 } // namespace
 
 TEST_CASE("a thousand conversions leave no memory, handle or effect behind") {
     ::CoInitialize(nullptr); // as a host's thread: what COM itself keeps stays the same
-    const Growth platform = GrowthOf(PlainGraph);
+    const Growth platform = GrowthOf(GraphWithCom);
     CModule module;
     CTestEffects effects;
     effects.Plan().delay = 600;
@@ -84,7 +90,7 @@ TEST_CASE("a thousand conversions leave no memory, handle or effect behind") {
 
 TEST_CASE("a thousand instances, idle or connected, leave nothing behind") {
     ::CoInitialize(nullptr);
-    const Growth platform = GrowthOf(PlainGraph);
+    const Growth platform = GrowthOf(GraphWithCom);
     CModule module;
     CTestEffects effects;
     const std::wstring settings = CHost::SettingsFor(L"T", CLSID_TestEffect);
@@ -97,6 +103,39 @@ TEST_CASE("a thousand instances, idle or connected, leave nothing behind") {
         module.Destroy(instance);
     }),
         platform);
+    CHECK(effects.Record().liveObjects == leftByFaults);
+    ::CoUninitialize();
+}
+
+TEST_CASE("the library loaded, used and unloaded a thousand times leaves nothing behind") {
+    const CCopiedLibrary again(L"dxwrapper.dll");
+    const CCopiedLibrary plain(L"echo.dll"); // whose loading shows what the platform keeps
+    ::CoInitialize(nullptr);
+    CTestEffects effects;
+    RegisterEcho();
+    const CStoredList list{{kEchoFilterClsid, "Echo"}, {CLSID_TestEffect, "Test effect"}};
+    const LONG leftByFaults = effects.Record().liveObjects;
+    const Growth platform = GrowthOf([&] {
+        GraphWithCom();
+        ::FreeLibrary(::LoadLibraryW(plain.path.c_str()));
+    });
+    const WAVEFORMATEX format = CHost::Format(WAVE_FORMAT_PCM, 16, 2);
+    const std::vector<std::uint8_t> data(4000, 0x11);
+    int cycle = 0;
+    int failures = 0;
+    const Growth ours = GrowthOf([&] {
+        {
+            CModule module(again.name);
+            CPanel host(module);
+            failures += ++cycle % 20 == 0 && host.Show() == nullptr;
+            failures += host.Begin(format, cycle % 2 == 0 ? kEchoFilterClsid : CLSID_TestEffect) != 1;
+            host.Run(format, data, 300);
+            failures += host.failed;
+        }
+        failures += ::GetModuleHandleW(again.name.c_str()) != nullptr;
+    });
+    CheckNoGrowth(ours, platform);
+    CHECK(failures == 0);
     CHECK(effects.Record().liveObjects == leftByFaults);
     ::CoUninitialize();
 }

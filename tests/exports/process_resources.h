@@ -11,3 +11,17 @@ struct ProcessResources {
 };
 
 ProcessResources CountResources();
+
+/// Bytes of physical memory that the process has now.
+std::size_t ResidentBytes();
+
+/// Builds, runs and drops a filter graph without anything of ours: the platform's graph manager leaves
+/// something behind of its own each time. With COM initialised.
+void PlainGraph();
+
+/// What the platform keeps of each graph, measured.
+struct GraphShare {
+    double heapBytes;
+    double handles;
+};
+GraphShare MeasureGraphShare();
