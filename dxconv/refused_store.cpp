@@ -65,7 +65,7 @@ std::vector<Refusal> ReadRefusals() {
 void StoreRefusal(const Refusal& refusal) {
     const std::wstring value = Joined(refusal);
     ::RegSetKeyValueW(HKEY_CURRENT_USER, kKey, ClsidText(refusal.clsid).c_str(), REG_MULTI_SZ, value.data(),
-        static_cast<DWORD>(value.size() * sizeof(wchar_t)));
+        static_cast<DWORD>(value.size()) * DWORD{sizeof(wchar_t)});
 }
 
 void ForgetRefusal(const GUID& clsid) {
