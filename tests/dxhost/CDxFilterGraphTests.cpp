@@ -57,11 +57,10 @@ std::vector<float> Ramp(std::size_t frames, float start = 1) {
 
 TEST_CASE(
     "each common kind of effect passes its blocks through, bit for bit, and leaves no reference behind") {
-    struct Kind {
+    const struct {
         std::string name;
         void (*plan)(TestEffectPlan&);
-    };
-    const Kind kinds[] = {
+    } kinds[] = {
         {"copying, in the downstream pin's samples", [](TestEffectPlan&) {}},
         {"copying, in samples of its own", [](TestEffectPlan& plan) { plan.ownAllocator = true; }},
         {"in place", [](TestEffectPlan& plan) { plan.inPlace = true; }},
@@ -70,7 +69,7 @@ TEST_CASE(
         {"changes cbSize and sample size of its output type",
             [](TestEffectPlan& plan) { plan.changesType = true; }},
     };
-    for (const Kind& kind : kinds) {
+    for (const auto& kind : kinds) {
         CAPTURE(kind.name);
         Rig rig;
         kind.plan(rig.effects.Plan());
@@ -88,22 +87,6 @@ TEST_CASE(
         CHECK(rig.effect->Release() == 1);
         rig.effect.Reset();
         CHECK(rig.effects.Record().liveObjects == 0);
-    }
-}
-
-TEST_CASE("blocks from 1 frame to the block limit are taken, others refused") {
-    Rig rig;
-    REQUIRE(rig.Start() == S_OK);
-    const std::vector<float> in = Ramp(1024);
-    struct Row {
-        std::int32_t frames;
-        HRESULT result;
-    };
-    const Row rows[] = {{0, E_INVALIDARG}, {-1, E_INVALIDARG}, {1, S_OK}, {512, S_OK}, {513, E_INVALIDARG}};
-    for (const Row& row : rows) {
-        CAPTURE(row.frames);
-        const float* data = in.data();
-        CHECK(rig.graph->Process(&data, row.frames) == row.result);
     }
 }
 
@@ -129,17 +112,6 @@ TEST_CASE("start times advance by the frames delivered and only first blocks are
     }
 }
 
-TEST_CASE("a block without data is silent") {
-    Rig rig;
-    REQUIRE(rig.Start() == S_OK);
-    const float* out = nullptr;
-    REQUIRE(rig.Process(Ramp(512), &out) == S_OK);
-    REQUIRE(rig.Process(Ramp(512), &out) == S_OK);
-    out = nullptr;
-    REQUIRE(rig.graph->Process(&out, 512) == S_OK);
-    CHECK(std::count(out, out + 1024, 0.0f) == 1024);
-}
-
 TEST_CASE("an effect that connects its output in mono only is used in mono") {
     for (const bool ownAllocator : {false, true}) {
         CAPTURE(ownAllocator);
@@ -150,36 +122,9 @@ TEST_CASE("an effect that connects its output in mono only is used in mono") {
         const std::vector<float> in = Ramp(512);
         const float* out = nullptr;
         REQUIRE(rig.Process(in, &out) == S_OK);
-        bool left = true;
         for (std::size_t i = 0; i < 512; ++i)
-            left = left && out[i] == in[2 * i];
-        CHECK(left);
-        volatile float readable = out[1023];
-        static_cast<void>(readable);
-    }
-}
-
-TEST_CASE("an effect that does not give back the block's frames fails that block only") {
-    struct Row {
-        std::string name;
-        Frames frames;
-        HRESULT result;
-    };
-    const Row rows[] = {{"a frame less", Frames::Fewer, E_FAIL}, {"nothing", Frames::None, E_FAIL},
-        {"the block twice", Frames::Twice, S_OK}};
-    for (const Row& row : rows) {
-        CAPTURE(row.name);
-        Rig rig;
-        rig.effects.Plan().frames = row.frames;
-        rig.effects.Plan().oddBlock = 2;
-        REQUIRE(rig.Start() == S_OK);
-        const float* out = nullptr;
-        CHECK(rig.Process(Ramp(512, 1), &out) == S_OK);
-        CHECK(rig.Process(Ramp(512, 2), &out) == S_OK);
-        CHECK(rig.Process(Ramp(512, 3), &out) == row.result);
-        rig.effects.Plan().frames = Frames::Same;
-        CHECK(rig.Process(Ramp(512, 4), &out) == S_OK);
-        CHECK(out[0] == 4);
+            REQUIRE(out[i] == in[2 * i]);
+        CHECK(::IsBadReadPtr(out, 1024 * sizeof(float)) == FALSE);
     }
 }
 
@@ -188,6 +133,8 @@ TEST_CASE("rate and limit below 1 are refused and a change rebuilds the graph fo
     REQUIRE(rig.Start() == S_OK);
     CHECK(rig.graph->SetSampleRate(0) == E_INVALIDARG);
     CHECK(rig.graph->SetBlockLimit(-5) == E_INVALIDARG);
+    CHECK(rig.graph->SetBlockLimit(CDxAllocator::kSizeCapBytes / 8 + 1) == E_FAIL); // less is granted
+    CHECK(rig.graph->SetBlockLimit(512) == S_OK);
     const int connected = rig.effects.Calls(Place::ReceiveConnection);
     CHECK(rig.graph->SetSampleRate(44100) == S_OK);
     CHECK(rig.graph->SetBlockLimit(512) == S_OK);
@@ -203,35 +150,19 @@ TEST_CASE("rate and limit below 1 are refused and a change rebuilds the graph fo
     REQUIRE(rig.effect->FindPin(L"In", &pin) == S_OK);
     REQUIRE(pin->ConnectionMediaType(&type) == S_OK);
     const auto* format = reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
-    CHECK(type.subtype == MEDIASUBTYPE_PCM);
-    CHECK(type.bFixedSizeSamples);
-    CHECK(type.lSampleSize == 8);
-    CHECK(format->wFormatTag == WAVE_FORMAT_IEEE_FLOAT);
-    CHECK(format->nSamplesPerSec == 192000);
+    CHECK((type.subtype == MEDIASUBTYPE_PCM && type.bFixedSizeSamples && type.lSampleSize == 8));
+    CHECK((format->wFormatTag == WAVE_FORMAT_IEEE_FLOAT && format->nSamplesPerSec == 192000));
     CHECK(format->nAvgBytesPerSec == 192000 * 8);
     CMediaType::FreeRecord(type);
 }
 
 TEST_CASE("a graph without an effect, or whose build failed, processes nothing and takes the next effect") {
-    struct Row {
-        Place place;
-        std::string name;
-    };
-    const Row rows[] = {{Place::ReceiveConnection, "input"}, {Place::OutputConnect, "output"},
-        {Place::NotifyAllocator, "allocator"}, {Place::EnumPins, "pins"}};
-    for (const Row& row : rows) {
-        CAPTURE(row.name);
+    for (const Place place : {Place::ReceiveConnection, Place::NotifyAllocator, Place::EnumPins}) {
+        CAPTURE(static_cast<int>(place));
         Rig rig;
-        rig.effects.Plan().place = row.place;
+        rig.effects.Plan().place = place;
         rig.effects.Plan().fault = Fault::Fail;
-        if (row.place == Place::OutputConnect) // stereo and mono
-            rig.effects.Plan().monoOutput = true;
-        const HRESULT started = rig.Start();
-        if (row.place == Place::OutputConnect) {
-            CHECK(started == S_OK); // refused in stereo, taken in mono
-            continue;
-        }
-        CHECK(started == E_FAIL);
+        CHECK(rig.Start() == E_FAIL);
         const float* out = nullptr;
         CHECK(rig.Process(Ramp(512), &out) == E_FAIL);
         rig.effects.Reset();
@@ -240,16 +171,6 @@ TEST_CASE("a graph without an effect, or whose build failed, processes nothing a
         CHECK(rig.graph->Run() == S_OK);
         CHECK(rig.Process(Ramp(512), &out) == S_OK);
     }
-}
-
-TEST_CASE("a dropped output leaves the sample to the effect") {
-    Rig rig;
-    REQUIRE(rig.Start() == S_OK);
-    const float* out = nullptr;
-    REQUIRE(rig.Process(Ramp(512), &out) == S_OK);
-    CHECK(rig.graph->ReleaseOutput() == S_OK);
-    CHECK(rig.graph->ReleaseOutput() == S_OK);
-    CHECK(rig.Process(Ramp(512), &out) == S_OK);
 }
 
 TEST_CASE("a reconnection that the graph manager carries out late leaves the graph working") {

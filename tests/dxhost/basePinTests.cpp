@@ -1,7 +1,5 @@
-#include "dxhost/CDxAllocator.h"
 #include "dxhost/base/CBaseOutputPin.h"
 #include "tests/dxhost/test_filter.h"
-#include "tests/support/com_checks.h"
 
 #include <wrl/client.h>
 #include <string>
@@ -9,6 +7,12 @@
 namespace {
 
 using Microsoft::WRL::ComPtr;
+
+// References that `object` has now.
+ULONG References(IUnknown* object) {
+    object->AddRef();
+    return object->Release();
+}
 
 /// Offers three channels, stereo, mono.
 struct Output : CBaseOutputPin {
@@ -79,10 +83,7 @@ void CheckWalk(Enumerator* walk, Name name) {
     CHECK((Next<Item>(walk, 5, name) == "2." && Next<Item>(walk, 1, name) == "."));
     CHECK(Next<Item>(clone.Get(), 1, name) == "2");
     CHECK((walk->Reset() == S_OK && walk->Skip(1) == S_OK && Next<Item>(walk, 1, name) == "1"));
-    CHECK((walk->Skip(1) == S_OK && walk->Skip(1) == S_FALSE));
-    CHECK((walk->Reset() == S_OK && walk->Skip(4) == S_FALSE && Next<Item>(walk, 1, name) == "."));
-    Item* items[2] = {};
-    CHECK((walk->Next(2, items, nullptr) == E_POINTER && walk->Clone(nullptr) == E_POINTER));
+    CHECK((walk->Skip(2) == S_FALSE && Next<Item>(walk, 1, name) == "."));
 }
 
 } // namespace
@@ -106,31 +107,12 @@ TEST_CASE("pins and media types are walked with next, skip, reset and clone") {
     });
 }
 
-TEST_CASE("information about pin and filter carries one reference, the graph is not held") {
-    Pair pair;
-    PIN_INFO pin{};
-    FILTER_INFO filter{};
-    REQUIRE(pair.in.QueryPinInfo(&pin) == S_OK);
-    CHECK((pin.pFilter->Release() == 1 && pin.dir == PINDIR_INPUT && std::wstring(pin.achName) == L"In"));
-    ComPtr<IFilterGraph> graph;
-    REQUIRE(::CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterGraph, &graph) ==
-            S_OK);
-    const ULONG before = References(graph.Get());
-    CHECK(pair.up->JoinFilterGraph(graph.Get(), std::wstring(200, L'n').c_str()) == S_OK);
-    CHECK(References(graph.Get()) == before);
-    REQUIRE(pair.up->QueryFilterInfo(&filter) == S_OK);
-    CHECK((filter.pGraph->Release() == before && std::wstring(filter.achName) == std::wstring(127, L'n')));
-    CHECK((pair.up->JoinFilterGraph(nullptr, nullptr) == S_OK && pair.up->QueryFilterInfo(&filter) == S_OK));
-    CHECK((filter.pGraph == nullptr && filter.achName[0] == L'\0'));
-}
-
 TEST_CASE("a connection is refused with the reason's code and leaves both pins free") {
     Pair pair;
     Pair other;
     FloatType quad(4);
     AM_MEDIA_TYPE video{};
     video.majortype = MEDIATYPE_Video;
-    CHECK(pair.out.Connect(nullptr, nullptr) == E_POINTER);
     CHECK(pair.in.Connect(&pair.out, nullptr) == VFW_E_INVALID_DIRECTION);
     CHECK(pair.out.Connect(&other.out, nullptr) == VFW_E_INVALID_DIRECTION);
     CHECK(pair.Connect(&quad) == VFW_E_TYPE_NOT_ACCEPTED);
@@ -196,25 +178,4 @@ TEST_CASE("samples flow while the filters run and nothing flushes") {
     sample.Reset();
     pair.up->Stop();
     CHECK(FAILED(take()));
-}
-
-TEST_CASE("an input pin holds the allocator announced last until it is disconnected") {
-    Pair pair;
-    ComPtr<CDxAllocator> first;
-    ComPtr<CDxAllocator> second;
-    REQUIRE((CDxAllocator::Create(&first) == S_OK && CDxAllocator::Create(&second) == S_OK));
-    REQUIRE(pair.Connect() == S_OK);
-    CHECK(pair.in.NotifyAllocator(nullptr, FALSE) == E_POINTER);
-    CHECK((pair.in.NotifyAllocator(first.Get(), FALSE) == S_OK && pair.in.Announced() == first.Get()));
-    CHECK((pair.in.NotifyAllocator(second.Get(), FALSE) == S_OK && first.Reset() == 0));
-    CHECK((pair.in.Disconnect() == S_OK && second.Reset() == 0));
-}
-
-TEST_CASE("filter and pins answer their interfaces and no others") {
-    Pair pair;
-    CheckInterfaces(
-        pair.up.Get(), {IID_IPersist, IID_IMediaFilter, IID_IBaseFilter}, {IID_IPin, IID_IMediaSeeking});
-    CheckInterfaces(&pair.out, {IID_IPin}, {IID_IMemInputPin, IID_IBaseFilter});
-    CheckInterfaces(
-        static_cast<IPin*>(&pair.in), {IID_IPin, IID_IMemInputPin}, {IID_IBaseFilter, IID_IMemAllocator});
 }

@@ -2,7 +2,6 @@
 #include "dxhost/CDxBufRenderer.h"
 #include "dxhost/CDxNullSource.h"
 #include "tests/dxhost/test_filter.h"
-#include "tests/support/com_checks.h"
 
 #include <wrl/client.h>
 #include <algorithm>
@@ -13,16 +12,9 @@ using Microsoft::WRL::ComPtr;
 
 constexpr std::uint32_t kBufferBytes = 64;
 
-/// Keeps what it receives, and offers the allocator that a test gives it.
+/// Keeps what it receives.
 struct Sink : CTestInput {
     using CTestInput::CTestInput;
-    STDMETHODIMP GetAllocator(IMemAllocator** out) override {
-        if (offered == nullptr)
-            return FAILED(offering) ? offering : CTestInput::GetAllocator(out);
-        offered->AddRef();
-        *out = offered;
-        return S_OK;
-    }
     STDMETHODIMP Receive(IMediaSample* sample) override {
         BYTE* data = nullptr;
         timed = sample->GetTime(&start, &end);
@@ -33,8 +25,6 @@ struct Sink : CTestInput {
         return answer;
     }
 
-    HRESULT offering = S_OK;
-    IMemAllocator* offered = nullptr;
     HRESULT answer = S_OK;
     int received = 0;
     HRESULT timed = E_FAIL, discontinuity = E_FAIL;
@@ -44,8 +34,7 @@ struct Sink : CTestInput {
 
 /// The source with its allocator, and a filter of the test's behind it. References must be gone at the end.
 struct Rig {
-    explicit Rig(std::uint32_t bufferBytes = kBufferBytes)
-        : source(new CDxNullSource(&made, FloatFormat(2), bufferBytes, std::make_shared<CForeignGuard>())) {
+    Rig() {
         ::CoInitialize(nullptr);
         REQUIRE(CDxAllocator::Create(&shared) == S_OK);
         REQUIRE(source->SetAllocator(shared.Get()) == S_OK);
@@ -56,7 +45,6 @@ struct Rig {
         CHECK((source.Reset() == 0 && down.Reset() == 0 && shared.Reset() == 0));
         ::CoUninitialize();
     }
-    HRESULT Connect() { return source->Stream().Connect(&in, nullptr); }
     HRESULT Deliver(const void* data, std::uint32_t frames, bool discontinuity = false) {
         source->Stream().SetPendingData(static_cast<const std::uint8_t*>(data));
         return source->Stream().DeliverBlock(7000, frames, discontinuity);
@@ -64,7 +52,8 @@ struct Rig {
 
     HRESULT made = S_OK;
     ComPtr<CDxAllocator> shared;
-    ComPtr<CDxNullSource> source;
+    ComPtr<CDxNullSource> source{
+        new CDxNullSource(&made, FloatFormat(2), kBufferBytes, std::make_shared<CForeignGuard>())};
     ComPtr<CTestFilter> down{new CTestFilter};
     Sink& in = down->Add<Sink>(L"In");
 };
@@ -94,12 +83,11 @@ private:
 } // namespace
 
 TEST_CASE("source and renderer take float audio of one or two channels and nothing else") {
-    struct Case {
+    const struct {
         const char* name;
         void (*change)(FloatType&);
         bool source, renderer;
-    };
-    const Case kCases[] = {{"stereo", [](FloatType&) {}, true, true},
+    } kCases[] = {{"stereo", [](FloatType&) {}, true, true},
         {"mono", [](FloatType& type) { type.Format().nChannels = 1; }, true, true},
         {"three channels", [](FloatType& type) { type.Format().nChannels = 3; }, false, false},
         {"no channel", [](FloatType& type) { type.Format().nChannels = 0; }, false, false},
@@ -114,71 +102,19 @@ TEST_CASE("source and renderer take float audio of one or two channels and nothi
         {"other format type", [](FloatType& type) { type.formattype = FORMAT_VideoInfo; }, true, false}};
     Rig rig;
     const ComPtr<CDxBufRenderer> renderer = MakeRenderer();
-    for (const Case& row : kCases) {
+    for (const auto& row : kCases) {
         CAPTURE(row.name);
         FloatType type(2);
         row.change(type);
         CHECK(rig.source->Stream().CheckMediaType(&type) == (row.source ? S_OK : E_INVALIDARG));
         CHECK(renderer->InputPin().CheckMediaType(&type) == (row.renderer ? S_OK : E_INVALIDARG));
     }
-    CHECK(rig.source->Stream().CheckMediaType(nullptr) == E_INVALIDARG);
-    CHECK(renderer->InputPin().CheckMediaType(nullptr) == E_INVALIDARG);
-}
-
-TEST_CASE("the source offers its one format, which must have 32 bits") {
-    Rig rig;
-    CMediaType type;
-    CHECK(rig.made == S_OK);
-    CHECK(rig.source->Stream().GetMediaType(-1, &type) == E_INVALIDARG);
-    CHECK(rig.source->Stream().GetMediaType(1, &type) == VFW_S_NO_MORE_ITEMS);
-    REQUIRE(rig.source->Stream().GetMediaType(0, &type) == S_OK);
-    WAVEFORMATEX format = FloatFormat(2);
-    CHECK((
-        type.majortype == MEDIATYPE_Audio && type.subtype == MEDIASUBTYPE_PCM && !type.bTemporalCompression));
-    CHECK((type.formattype == FORMAT_WaveFormatEx && type.cbFormat == 18));
-    CHECK(std::equal(type.pbFormat, type.pbFormat + 18, reinterpret_cast<const BYTE*>(&format)));
-    format.wBitsPerSample = 16;
-    const ComPtr<CDxNullSource> refused(new CDxNullSource(&rig.made, format, kBufferBytes, nullptr));
-    CHECK(rig.made == E_INVALIDARG);
-}
-
-TEST_CASE("the source keeps only an allocator of the graph's kind, with one reference") {
-    Rig rig;
-    ComPtr<IMemAllocator> foreign;
-    ComPtr<IMemAllocator> held;
-    ComPtr<CDxAllocator> next;
-    REQUIRE(CDxAllocator::Create(&next) == S_OK);
-    REQUIRE(rig.in.CBaseInputPin::GetAllocator(&foreign) == S_OK);
-    const ULONG before = References(foreign.Get());
-    CHECK((rig.source->SetAllocator(foreign.Get()) == S_FALSE && References(foreign.Get()) == before));
-    CHECK((rig.source->SetAllocator(nullptr) == S_FALSE && rig.source->GetAllocator(nullptr) == E_POINTER));
-    CHECK((rig.source->GetAllocator(&held) == S_OK && held.Get() == rig.shared.Get()));
-    CHECK((rig.source->SetAllocator(next.Get()) == S_OK && held.Reset() == 1));
-    CHECK((rig.source->SetAllocator(rig.shared.Get()) == S_OK && next.Reset() == 0));
-}
-
-TEST_CASE("the source takes the graph's allocator when it is offered one, else its own, for two buffers") {
-    ComPtr<CDxAllocator> offered;
-    REQUIRE(CDxAllocator::Create(&offered) == S_OK);
-    for (const auto& [ours, offering] : {std::pair{true, S_OK}, {false, S_OK}, {false, E_NOTIMPL}}) {
-        Rig rig;
-        rig.in.offered = ours ? offered.Get() : nullptr; // else the platform's, or none
-        rig.in.offering = offering;
-        REQUIRE(rig.Connect() == S_OK);
-        ALLOCATOR_PROPERTIES sizes{};
-        CHECK(rig.in.Announced() == (ours ? offered : rig.shared).Get());
-        CHECK((rig.in.Announced()->GetProperties(&sizes) == S_OK && sizes.cBuffers == 2));
-        CHECK(sizes.cbBuffer == LONG{kBufferBytes});
-    }
-    CHECK(offered.Reset() == 0);
-    Rig large(CDxAllocator::kSizeCapBytes + 8);
-    CHECK((large.Connect() == E_FAIL && !large.in.IsConnected())); // less than asked for was granted
 }
 
 TEST_CASE("a delivery is one sample with its start, its mark and the frames, or silence without any") {
     Rig rig;
     CHECK(rig.Deliver(nullptr, 1) == VFW_E_NO_ALLOCATOR);
-    REQUIRE(rig.Connect() == S_OK);
+    REQUIRE(rig.source->Stream().Connect(&rig.in, nullptr) == S_OK);
     CHECK(rig.Deliver(nullptr, 1) == VFW_E_NOT_COMMITTED);
     REQUIRE(rig.shared->Alloc() == S_OK);
     const std::vector<BYTE> loud(kBufferBytes, 0x5A);
@@ -228,17 +164,4 @@ TEST_CASE("the renderer holds the last sample, once, and tells where its frames 
     }
     in.Receive(&first);
     CHECK((renderer.Reset() == 0 && first.references == 0));
-}
-
-TEST_CASE("the renderer's pin offers the allocator it was given") {
-    const Rig com;
-    ComPtr<CDxBufRenderer> renderer = MakeRenderer();
-    ComPtr<IMemAllocator> offered;
-    CHECK(renderer->InputPin().GetAllocator(nullptr) == E_POINTER);
-    CHECK((renderer->InputPin().GetAllocator(&offered) == S_OK && offered.Get() != com.shared.Get()));
-    renderer->InputPin().SetAllocator(com.shared.Get());
-    renderer->InputPin().SetAllocator(com.shared.Get());
-    CHECK((renderer->InputPin().GetAllocator(&offered) == S_OK && offered.Get() == com.shared.Get()));
-    offered.Reset();
-    CHECK(renderer.Reset() == 0); // and gives its reference back, which the rig checks
 }
