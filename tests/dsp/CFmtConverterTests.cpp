@@ -7,10 +7,12 @@
 #include <array>
 #include <bit>
 #include <cstring>
-#include <iterator>
+#include <functional>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -44,150 +46,97 @@ private:
     std::mt19937 m_random{20};
 };
 
-/// Takes values (float bits, or samples), converts them in calls of one scratch and compares each call with
-/// the reference. Three channels take the samples one by one where two take them eight at a time.
-class CSweep {
-public:
-    CSweep(const Format& format, uint32_t channels, bool toFloat)
-        : m_format(format), m_converter(MakeFitted(format, channels)), m_toFloat(toFloat) {}
-
-    void Add(uint32_t value) {
-        const std::size_t sample = m_count / 2 * m_converter->channels + m_count % 2;
-        if (m_toFloat)
-            std::memcpy(m_host.data() + sample * m_format.Bytes(), &value, m_format.Bytes());
-        else
-            std::memcpy(m_converter->scratch + m_count, &value, sizeof(value));
-        if (++m_count == std::size(m_converter->scratch))
-            End();
-    }
-
-    void End() {
-        auto* const floats = reinterpret_cast<Byte*>(m_converter->scratch);
-        const uint32_t channels = m_converter->channels;
-        const auto frames = static_cast<uint32_t>(std::exchange(m_count, 0) / 2);
-        Byte* cursor = m_host.data();
-        if (m_toFloat) {
-            fmt_reference::BlockToFloat(m_format, cursor, frames, m_expected.data(), channels);
-            m_converter->toFloat(&cursor, frames, m_converter->scratch, channels);
-            Compare(floats, std::size_t{frames} * 8);
-        } else {
-            fmt_reference::BlockFromFloat(m_format, m_expected.data(), frames, floats, channels);
-            m_converter->fromFloat(&cursor, frames, m_converter->scratch, channels);
-            Compare(m_host.data(), std::size_t{frames} * m_converter->frameBytes);
-        }
-    }
-
-private:
-    void Compare(const Byte* result, std::size_t bytes) {
-        const auto differing = std::mismatch(result, result + bytes, m_expected.data()).first;
-        REQUIRE_MESSAGE(differing == result + bytes, "first at byte ", differing - result, " of ", bytes);
-    }
-
-    Format m_format;
-    std::unique_ptr<CFmtConverter> m_converter;
-    bool m_toFloat;
-    std::array<Byte, CFmtConverter::kScratchFrames * 3 * 4> m_host{};
-    std::array<Byte, CFmtConverter::kScratchFrames * 3 * 4> m_expected{};
-    std::size_t m_count = 0;
-};
-
-template <typename Feed>
-void Sweep(const Format& format, bool toFloat, Feed feed) {
+/// Converts values (float bits, or samples) in calls of one scratch and compares each call with the
+/// reference. Three channels take the samples one by one where two take them eight at a time.
+void Sweep(const Format& format, bool toFloat, const std::vector<uint32_t>& values) {
+    constexpr std::size_t kSamples = CFmtConverter::kScratchFrames * 2;
     for (const uint32_t channels : {2u, 3u}) {
         CAPTURE(format.name);
         CAPTURE(channels);
-        CSweep sweep(format, channels, toFloat);
-        feed([&sweep](uint32_t value) { sweep.Add(value); });
-        sweep.End();
+        const auto converter = MakeFitted(format, channels);
+        std::array<Byte, kSamples * 3 * 2> host{}, expected{};
+        auto* const floats = reinterpret_cast<Byte*>(converter->scratch);
+        for (std::size_t at = 0; at < values.size(); at += kSamples) {
+            const std::size_t count = std::min(kSamples, values.size() - at);
+            const auto frames = static_cast<uint32_t>(count / 2);
+            std::memcpy(floats, &values[at], count * 4);
+            for (std::size_t i = 0; toFloat && i != count; ++i)
+                std::memcpy(
+                    &host[(i / 2 * channels + i % 2) * format.Bytes()], &values[at + i], format.Bytes());
+            Byte* cursor = host.data();
+            if (toFloat) {
+                fmt_reference::BlockToFloat(format, cursor, frames, expected.data(), channels);
+                converter->toFloat(&cursor, frames, converter->scratch, channels);
+            } else {
+                fmt_reference::BlockFromFloat(format, expected.data(), frames, floats, channels);
+                converter->fromFloat(&cursor, frames, converter->scratch, channels);
+            }
+            const Byte* const result = toFloat ? floats : host.data();
+            const std::size_t bytes = std::size_t{frames} * (toFloat ? 8 : converter->frameBytes);
+            REQUIRE_MESSAGE(std::memcmp(result, expected.data(), bytes) == 0, "value ", at);
+        }
     }
 }
 
-/// A page of memory between two that may not be touched.
-class CGuardedPage {
-public:
+/// The last page of memory before one that may not be touched; never given back.
+struct GuardedPage {
     static constexpr std::size_t kBytes = 4096;
 
-    CGuardedPage() {
-        Byte* const pages =
-            static_cast<Byte*>(::VirtualAlloc(nullptr, 3 * kBytes, MEM_RESERVE, PAGE_NOACCESS));
-        m_page = static_cast<Byte*>(::VirtualAlloc(pages + kBytes, kBytes, MEM_COMMIT, PAGE_READWRITE));
-        REQUIRE(m_page != nullptr);
+    GuardedPage() {
+        auto* const pages =
+            static_cast<Byte*>(::VirtualAlloc(nullptr, 2 * kBytes, MEM_RESERVE, PAGE_NOACCESS));
+        bytes = static_cast<Byte*>(::VirtualAlloc(pages, kBytes, MEM_COMMIT, PAGE_READWRITE));
+        REQUIRE(bytes != nullptr);
     }
-    ~CGuardedPage() { ::VirtualFree(m_page - kBytes, 0, MEM_RELEASE); }
-    CGuardedPage(const CGuardedPage&) = delete;
-    CGuardedPage& operator=(const CGuardedPage&) = delete;
-
-    Byte* Get() const { return m_page; }
-
-private:
-    Byte* m_page = nullptr;
-};
-
-/// Where a run's buffers lie in their pages: this far behind the lower guard page, or before the upper one.
-struct Place {
-    std::size_t distance;
-    bool atEnd;
-
-    std::size_t Offset(std::size_t bytes, std::size_t unit) const {
-        return atEnd ? CGuardedPage::kBytes - bytes - distance * unit : distance * unit;
-    }
+    Byte* bytes = nullptr;
 };
 
 /// Two pages for the converter and two equal ones for the reference. All bytes of them are compared, so that
 /// a write beside the frames shows, and a read beyond a page faults.
 struct Pages {
-    CGuardedPage host, stereo;
-    std::array<Byte, CGuardedPage::kBytes> expectedHost, expectedStereo;
+    GuardedPage host, stereo;
+    std::array<Byte, GuardedPage::kBytes> expectedHost, expectedStereo;
     CFloatSource source;
 
     void Fill() {
-        for (std::size_t i = 0; i != CGuardedPage::kBytes; i += 4) {
+        for (std::size_t i = 0; i != GuardedPage::kBytes; i += 4) {
             const uint32_t bits[] = {source.Next(), source.Next()};
             std::memcpy(expectedHost.data() + i, bits, 4);
             std::memcpy(expectedStereo.data() + i, bits + 1, 4);
         }
-        std::memcpy(host.Get(), expectedHost.data(), CGuardedPage::kBytes);
-        std::memcpy(stereo.Get(), expectedStereo.data(), CGuardedPage::kBytes);
+        std::memcpy(host.bytes, expectedHost.data(), GuardedPage::kBytes);
+        std::memcpy(stereo.bytes, expectedStereo.data(), GuardedPage::kBytes);
     }
     bool AreAsExpected() const {
-        return std::memcmp(host.Get(), expectedHost.data(), CGuardedPage::kBytes) == 0 &&
-               std::memcmp(stereo.Get(), expectedStereo.data(), CGuardedPage::kBytes) == 0;
+        return std::memcmp(host.bytes, expectedHost.data(), GuardedPage::kBytes) == 0 &&
+               std::memcmp(stereo.bytes, expectedStereo.data(), GuardedPage::kBytes) == 0;
     }
 };
 
-void RunBetweenGuards(
-    const Format& format, const CFmtConverter& fitted, Pages& pages, uint32_t frames, Place place) {
+// distance: of the samples from the forbidden page, in bytes; of the floats, in floats.
+void RunBeforeGuard(
+    const Format& format, const CFmtConverter& fitted, Pages& pages, uint32_t frames, std::size_t distance) {
     const std::size_t bytes = std::size_t{frames} * fitted.frameBytes;
-    const std::size_t hostAt = place.Offset(bytes, 1);
-    const std::size_t stereoAt = place.Offset(std::size_t{frames} * 8, sizeof(float));
-    auto* const stereo = reinterpret_cast<float*>(pages.stereo.Get() + stereoAt);
+    const std::size_t hostAt = GuardedPage::kBytes - bytes - distance;
+    const std::size_t stereoAt = GuardedPage::kBytes - (std::size_t{frames} * 2 + distance) * 4;
     CAPTURE(format.name);
     CAPTURE(fitted.channels);
     CAPTURE(frames);
-    CAPTURE(hostAt);
+    CAPTURE(distance);
     const auto run = [&](FmtRoutine routine) {
-        Byte* cursor = pages.host.Get() + hostAt;
-        routine(&cursor, frames, stereo, fitted.channels);
-        CHECK(cursor == pages.host.Get() + hostAt + bytes);
+        Byte* cursor = pages.host.bytes + hostAt;
+        routine(&cursor, frames, reinterpret_cast<float*>(pages.stereo.bytes + stereoAt), fitted.channels);
+        CHECK(cursor == pages.host.bytes + hostAt + bytes);
         CHECK(pages.AreAsExpected());
     };
-
     pages.Fill(); // arbitrary floats to samples
     fmt_reference::BlockFromFloat(format, pages.expectedHost.data() + hostAt, frames,
         pages.expectedStereo.data() + stereoAt, fitted.channels);
     run(fitted.fromFloat);
-
-    pages.Fill(); // arbitrary samples to floats, and back to where they were
-    const auto original = pages.expectedHost;
+    pages.Fill(); // arbitrary samples to floats
     fmt_reference::BlockToFloat(format, pages.expectedHost.data() + hostAt, frames,
         pages.expectedStereo.data() + stereoAt, fitted.channels);
     run(fitted.toFloat);
-    fmt_reference::BlockFromFloat(format, pages.expectedHost.data() + hostAt, frames,
-        pages.expectedStereo.data() + stereoAt, fitted.channels);
-    run(fitted.fromFloat);
-    const bool isPrecise = format.tag == 3 || format.bits < 32;
-    if (isPrecise && !(format.bits == 24 && fitted.channels > 2))
-        CHECK(original == pages.expectedHost);
 }
 
 } // namespace
@@ -210,16 +159,6 @@ TEST_CASE("only the listed formats are accepted, and sizes are set even for othe
         CHECK(converter.channels == row.channels);
         CHECK(converter.frameBytes == row.frameBytes);
     }
-}
-
-TEST_CASE("the scratch is aligned in an object from new and ClearScratch silences all of it") {
-    const auto converter = MakeFitted(kFormats[1], 2);
-    CHECK(reinterpret_cast<std::uintptr_t>(converter->scratch) % 64 == 0);
-    std::memset(converter->scratch, 0xFF, sizeof(converter->scratch));
-    converter->ClearScratch();
-    const auto* const bytes = reinterpret_cast<const Byte*>(converter->scratch);
-    CHECK(std::all_of(bytes, bytes + 4096, [](Byte byte) { return byte == 0; }));
-    CHECK(converter->channels == 2);
 }
 
 TEST_CASE("samples worked out by hand") {
@@ -261,73 +200,49 @@ TEST_CASE("samples worked out by hand") {
     }
 }
 
-TEST_CASE("the second of three 24-bit channels reaches into the third, but not in the last frame") {
-    const auto converter = MakeFitted(kFormats[2], 3);
-    Byte host[] = {
-        1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13, 14, 15, 16, 17, 18, 19, 21, 22, 23, 24, 25, 26, 27, 28, 29};
-    const float stereo[] = {0.5f, -1.0f / 8388608, -1.0f, 2.0f / 8388608, 0.0f, -1.0f / 8388608};
-    const Byte expected[] = {0, 0, 0x40, 0xFF, 0xFF, 0xFF, 0xFF, 8, 9, 0, 0, 0x80, 2, 0, 0, 0, 18, 19, 0, 0,
-        0, 0xFF, 0xFF, 0xFF, 27, 28, 29};
-    std::copy(std::begin(stereo), std::end(stereo), converter->scratch);
-    Byte* cursor = host;
-    converter->fromFloat(&cursor, 3, converter->scratch, 3);
-    CHECK(cursor == std::end(host));
-    CHECK(std::equal(std::begin(host), std::end(host), std::begin(expected)));
-}
-
 TEST_CASE("every sample of 8, 16 and 24 bits becomes its exact float, and millions of 32 bits theirs") {
     std::mt19937 random(1);
     for (const Format& format : kFormats) {
-        Sweep(format, true, [&](auto add) {
-            for (uint32_t sample = 0; format.bits < 32 && sample >> format.bits == 0; ++sample)
-                add(sample);
-            for (int i = 0; format.bits == 32 && i != 2'000'000; ++i)
-                add(random());
-            for (uint32_t i = 0; format.bits == 32 && i != 1u << 18;
-                 ++i) // near zero, the extremes and powers of two
-                add((i >> 12 << 26) + (i & 0xFFF) - 0x800);
-        });
+        std::vector<uint32_t> samples(format.bits < 32 ? 1u << format.bits : 2'000'000u);
+        if (format.bits < 32)
+            std::iota(samples.begin(), samples.end(), 0u);
+        else
+            std::generate(samples.begin(), samples.end(), std::ref(random));
+        for (uint32_t i = 0; format.bits == 32 && i != 1u << 18; ++i) // zero, the extremes, powers of two
+            samples.push_back((i >> 12 << 26) + (i & 0xFFF) - 0x800);
+        Sweep(format, true, samples);
     }
 }
 
-TEST_CASE("floats on, between and beside the integers round to even, and wrap or drop beyond the range") {
-    for (const Format& format : {kFormats[0], kFormats[1], kFormats[2]}) {
-        Sweep(format, false, [&](auto add) {
-            const int fullScale = 1 << (format.bits - 1);
-            const int end = fullScale + 70'000;
-            const float unit = 1.0f / static_cast<float>(fullScale); // a power of two: the products are exact
-            for (int value = -end; value != end; ++value) {
-                const uint32_t tie = Bits((static_cast<float>(value) + 0.5f) * unit);
-                for (const uint32_t bits : {Bits(static_cast<float>(value) * unit), tie - 1, tie, tie + 1})
-                    add(bits);
-            }
-        });
-    }
-}
-
-TEST_CASE("float patterns of every exponent and millions of arbitrary ones convert as the reference does") {
+TEST_CASE(
+    "floats between the integers round to even, beyond the range they wrap or drop, whatever they are") {
     CFloatSource source;
     for (const Format& format : kFormats) {
-        Sweep(format, false, [&](auto add) {
-            for (uint32_t signAndExponent = 0; signAndExponent != 512; ++signAndExponent)
-                for (const uint32_t fraction :
-                    {0u, 1u, 0x3F'FFFFu, 0x40'0000u, 0x40'0001u, 0x7F'FFFEu, 0x7F'FFFFu})
-                    add(signAndExponent << 23 | fraction);
-            for (int i = 0; i != 1'500'000; ++i)
-                add(source.Next());
-        });
+        std::vector<uint32_t> floats;
+        const int fullScale = format.bits < 32 ? 1 << (format.bits - 1) : 1 << 18;
+        const float unit = 1.0f / static_cast<float>(fullScale); // a power of two: the products are exact
+        for (int value = -fullScale - 70'000; value != fullScale + 70'000; ++value) {
+            const uint32_t tie = Bits((static_cast<float>(value) + 0.5f) * unit);
+            floats.insert(floats.end(), {Bits(static_cast<float>(value) * unit), tie - 1, tie, tie + 1});
+            if (floats.size() >= 1'000'000) // 24 bits would fill the address space
+                Sweep(format, false, std::exchange(floats, {}));
+        }
+        for (uint32_t signAndExponent = 0; signAndExponent != 512; ++signAndExponent)
+            for (const uint32_t fraction : {0u, 1u, 0x3F'FFFFu, 0x40'0000u, 0x40'0001u, 0x7F'FFFFu})
+                floats.push_back(signAndExponent << 23 | fraction);
+        for (int i = 0; i != 1'500'000; ++i)
+            floats.push_back(source.Next());
+        Sweep(format, false, floats);
     }
 }
 
-TEST_CASE("calls touch their frames only and come back in place, for all counts, channels and alignments") {
+TEST_CASE("calls touch their frames only, for all counts, channels and alignments") {
     const auto pages = std::make_unique<Pages>();
-    for (const Format& format : kFormats) {
+    for (const Format& format : kFormats)
         for (uint32_t channels = 1; channels <= 8; ++channels) {
             const auto converter = MakeFitted(format, channels);
             for (uint32_t frames = 0; frames <= 70; ++frames)
                 for (std::size_t distance = 0; distance != 4; ++distance)
-                    for (const bool atEnd : {false, true})
-                        RunBetweenGuards(format, *converter, *pages, frames, {distance, atEnd});
+                    RunBeforeGuard(format, *converter, *pages, frames, distance);
         }
-    }
 }

@@ -10,10 +10,10 @@ namespace {
 constexpr DWORD kHoldMs = 50;
 constexpr DWORD kSoonMs = 10'000;
 
-// Holds a lock for a while, once, on a thread of its own.
+// Holds a lock for a while, once, on a thread of its own; before it leaves it asks a window for its text.
 struct Visitor {
-    explicit Visitor(CLockObj& visited)
-        : lock(visited), thread(::CreateThread(nullptr, 0, Visit, this, 0, nullptr)) {}
+    explicit Visitor(CLockObj& visited, HWND asked = nullptr)
+        : lock(visited), window(asked), thread(::CreateThread(nullptr, 0, Visit, this, 0, nullptr)) {}
     ~Visitor() { ::WaitForSingleObject(thread.Get(), INFINITE); }
     bool GotIn(DWORD waitMs) { return ::WaitForSingleObject(holds.Get(), waitMs) == WAIT_OBJECT_0; }
 
@@ -22,12 +22,15 @@ struct Visitor {
         self->lock.Lock();
         ::SetEvent(self->holds.Get());
         ::Sleep(kHoldMs);
+        ::SendMessageTimeoutW(self->window, WM_GETTEXTLENGTH, 0, 0, SMTO_NORMAL, kSoonMs, &self->answer);
         self->leaving = true;
         self->lock.Unlock();
         return 0;
     }
 
     CLockObj& lock;
+    const HWND window;
+    DWORD_PTR answer = 0;
     std::atomic<bool> leaving = false;
     const CKernelHandle holds{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     const CKernelHandle thread;
@@ -63,39 +66,15 @@ TEST_CASE("replacing or destroying a lock waits for the thread that holds it") {
     }
 }
 
-namespace {
-
-struct Sender {
-    CLockObj& lock;
-    HWND window;
-    HANDLE holding;
-    DWORD_PTR answer;
-};
-
-DWORD WINAPI HoldAndSend(void* argument) {
-    auto& self = *static_cast<Sender*>(argument);
-    const CLockObj guard(&self.lock);
-    ::SetEvent(self.holding);
-    ::Sleep(kHoldMs); // until the main thread waits
-    ::SendMessageTimeoutW(self.window, WM_GETTEXTLENGTH, 0, 0, SMTO_NORMAL, kSoonMs, &self.answer);
-    return 0;
-}
-
-} // namespace
-
 TEST_CASE("a thread that waits answers what the holder sends to its windows") {
     CLockObj lock;
     REQUIRE(lock.Create());
-    Sender sender{lock,
-        ::CreateWindowExW(0, L"STATIC", L"four", 0, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr),
-        ::CreateEventW(nullptr, TRUE, FALSE, nullptr), 0};
-    const HANDLE thread = ::CreateThread(nullptr, 0, HoldAndSend, &sender, 0, nullptr);
-    ::WaitForSingleObject(sender.holding, INFINITE);
+    const HWND window =
+        ::CreateWindowExW(0, L"STATIC", L"four", 0, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    Visitor visitor(lock, window);
+    REQUIRE(visitor.GotIn(kSoonMs));
     lock.Lock();
     lock.Unlock();
-    CHECK(sender.answer == 4);
-    ::WaitForSingleObject(thread, INFINITE);
-    ::CloseHandle(thread);
-    ::CloseHandle(sender.holding);
-    ::DestroyWindow(sender.window);
+    CHECK(visitor.answer == 4);
+    ::DestroyWindow(window);
 }

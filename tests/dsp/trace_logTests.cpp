@@ -40,25 +40,6 @@ struct Host {
 
 } // namespace
 
-TEST_CASE("entry and exit lines nest, two spaces a level, and never below none") {
-    Host host;
-    TraceExit(&host.instance, "clDSP::Stray");
-    TraceEntry(&host.instance, "clDSP::BeginConversion");
-    TraceEntry(&host.instance, "clDSP::ConnectDX");
-    host.Line(L"->");
-    Trace(L"IsLive", &host.instance, nullptr, true, nullptr);
-    TraceExit(&host.instance, "clDSP::ConnectDX");
-    TraceExit(&host.instance, "clDSP::BeginConversion");
-    CHECK(host.trace.Text() == "<-<-  [clDSP::Stray]\r\n"
-                               "->->  [clDSP::BeginConversion]\r\n"
-                               "  ->->  [clDSP::ConnectDX]\r\n"
-                               "    ->  [f]\r\n"
-                               "    IsLive\r\n"
-                               "  <-<-  [clDSP::ConnectDX]\r\n"
-                               "<-<-  [clDSP::BeginConversion]\r\n");
-    CHECK((host.error.Text() + host.info.Text()).empty());
-}
-
 TEST_CASE("errors and information go marked to the trace and plain to their own file") {
     Host host;
     host.Line(L"->->");
@@ -84,24 +65,4 @@ TEST_CASE("a line left open is continued without indentation, by whichever insta
     other.Line(L"<-<-");
     CHECK(one.trace.Text() == "->->  [f]\r\n  ab  [f]\r\n> c");
     CHECK(other.trace.Text() == "d  [f]\r\n<-<-  [f]\r\n");
-}
-
-TEST_CASE("a handle that is off or can't be written costs its own lines only") {
-    Host other;
-    const CKernelHandle noFile(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    for (const HANDLE off : {HANDLE{nullptr}, INVALID_HANDLE_VALUE, noFile.Get()}) {
-        const LogFile error;
-        const DSPHostContext context{error.file.Get(), off, off};
-        const clDSP instance(&context);
-        TraceEntry(&instance, "f");
-        LogError(L"e", &instance, "f");
-        LogInformation(L"i", &instance, "f");
-        other.Line(L"level"); // all instances build it together
-        TraceExit(&instance, "f");
-        WriteText(off, L"w");
-        CHECK(error.Text() == "e  [f]\r\n");
-    }
-    WriteText(other.info.file.Get(), L"no line end");
-    CHECK(other.info.Text() == "no line end");
-    CHECK(other.trace.Text() == "  level  [f]\r\n  level  [f]\r\n  level  [f]\r\n");
 }
