@@ -1,7 +1,6 @@
 #include "support/CAudioFormat.h"
 
 #include <doctest/doctest.h>
-#include <cstring>
 #include <initializer_list>
 
 namespace {
@@ -36,11 +35,9 @@ TEST_CASE("an extensible format has the tag of its sub-format when that is known
         format.SubFormat.Data1 = sub;
         CHECK(Assigned(format, readable).EffectiveTag() == expected);
     }
-    for (const std::size_t offset : {2u, 4u, 6u, 15u}) { // any other byte makes it another sub-format
-        WAVEFORMATEXTENSIBLE format = Format(0xFFFE, 16, 2, 44100);
-        reinterpret_cast<BYTE*>(&format.SubFormat)[offset] ^= 1;
-        CHECK(Assigned(format).EffectiveTag() == 0xFFFE);
-    }
+    WAVEFORMATEXTENSIBLE other = Format(0xFFFE, 16, 2, 44100);
+    other.SubFormat.Data4[7] ^= 1;
+    CHECK(Assigned(other).EffectiveTag() == 0xFFFE);
 }
 
 TEST_CASE("frame size and byte rate of PCM and float are worked out, others' believed, never below 1") {
@@ -56,27 +53,14 @@ TEST_CASE("frame size and byte rate of PCM and float are worked out, others' bel
     WAVEFORMATEXTENSIBLE zeros{};
     zeros.Format.wFormatTag = 2;
     CHECK((Assigned(zeros).BlockAlign() == 1 && Assigned(zeros).AvgBytesPerSec() == 1));
-}
-
-TEST_CASE("durations are computed in 64 bits and bytes round down to whole frames") {
-    const CAudioFormat cd = Assigned(Format(1, 16, 2, 44100));
-    CHECK((cd.BytesFor(10000) == 1764000 && cd.BytesFor(0xFFFFFFFF) == 757'632'230'836));
-    CHECK(Assigned(Format(1, 24, 2, 44100)).BytesFor(3) == 792); // of 793.8
-    CHECK((cd.DurationMs(176399) == 999 && cd.DurationMs(0xFFFFFFFF) == 24'347'887));
+    CHECK(Assigned(Format(1, 24, 2, 44100)).BytesFor(3) == 792); // of 793.8: whole frames
+    CHECK(Assigned(Format(1, 16, 2, 44100)).DurationMs(0xFFFFFFFF) == 24'347'887);
 }
 
 TEST_CASE("a format that can't be read is refused and changes nothing") {
-    constexpr std::size_t kPageBytes = 4096;
-    auto* const page = static_cast<BYTE*>(::VirtualAlloc(nullptr, kPageBytes, MEM_COMMIT, PAGE_READWRITE));
-    const WAVEFORMATEXTENSIBLE cut = Format(0xFFFE, 16, 2, 8000);
-    auto* const atEdge = reinterpret_cast<WAVEFORMATEX*>(page + kPageBytes - sizeof cut.Format);
-    std::memcpy(atEdge, &cut, sizeof cut.Format);
     CAudioFormat value = Assigned(Format(1, 24, 2, 44100));
-    CHECK_FALSE(value.Assign(nullptr));
+    const WAVEFORMATEXTENSIBLE other = Format(1, 16, 2, 8000);
     CHECK_FALSE(value.Assign(reinterpret_cast<WAVEFORMATEX*>(16)));
-    CHECK_FALSE(value.Assign(&cut.Format, sizeof cut.Format - 1));
-    CHECK_FALSE(value.Assign(atEdge)); // the head can be read, what cbSize promises can't
+    CHECK_FALSE(value.Assign(&other.Format, sizeof other.Format - 1));
     CHECK((value.SamplesPerSec() == 44100 && value.BlockAlign() == 6));
-    CHECK((value.Assign(atEdge, sizeof cut.Format) && value.SamplesPerSec() == 8000));
-    ::VirtualFree(page, 0, MEM_RELEASE);
 }
