@@ -8,14 +8,12 @@
 namespace {
 
 struct Parent {
-    explicit Parent(int width = 300, int height = 200)
-        : window(::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 200, 150, width, height, nullptr,
-              nullptr, nullptr, nullptr)) {}
     ~Parent() { ::DestroyWindow(window); }
-    HWND Open(CEditDlg& dialog, int width = 200, int height = 100, const char* title = nullptr) const {
-        return dialog.Create(window, IDD_EDITOR, width, height, title);
+    HWND Open(CEditDlg& dialog, const char* title = nullptr) const {
+        return dialog.Create(window, IDD_EDITOR, 200, 100, title);
     }
-    const HWND window;
+    const HWND window = ::CreateWindowExW(
+        0, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 200, 150, 300, 200, nullptr, nullptr, nullptr, nullptr);
 };
 
 void CloseByUser(HWND window) {
@@ -28,58 +26,21 @@ DWORD WINAPI DestroyDialog(void* dialog) {
 
 } // namespace
 
-TEST_CASE("the client area has the size asked for and the window is centred, on small parents too") {
-    for (const SIZE around : {SIZE{600, 500}, {301, 201}, {20, 10}})
-        for (const SIZE wanted : {SIZE{250, 100}, {333, 222}}) {
-            CAPTURE(around.cx);
-            const Parent parent(around.cx, around.cy);
-            CEditDlg dialog;
-            RECT client{};
-            RECT outer{};
-            const HWND window = parent.Open(dialog, wanted.cx, wanted.cy);
-            REQUIRE((::GetClientRect(window, &client) && ::GetWindowRect(window, &outer)));
-            CHECK((client.right == wanted.cx && client.bottom == wanted.cy));
-            CHECK(outer.left == 200 + (around.cx - (outer.right - outer.left)) / 2);
-            CHECK(outer.top == 150 + (around.cy - (outer.bottom - outer.top)) / 2);
-        }
-}
-
-TEST_CASE("the editor is a visible modeless popup that its parent owns, with the title given") {
-    const Parent parent;
-    for (const char* const title : {"Caf\xE9", "", static_cast<const char*>(nullptr)}) {
-        CEditDlg dialog;
-        const HWND window = parent.Open(dialog, 200, 100, title);
-        wchar_t text[100] = L"unread";
-        ::GetWindowTextW(window, text, 100);
-        CHECK(std::wstring(text) == (title == nullptr || *title == '\0' ? L"" : L"Caf\xE9"));
-        CHECK((::IsWindowVisible(window) && ::IsWindowEnabled(parent.window)));
-        CHECK(::GetWindow(window, GW_OWNER) == parent.window);
-        CHECK((::GetWindowLongW(window, GWL_STYLE) & (WS_CHILD | WS_POPUP)) == static_cast<LONG>(WS_POPUP));
-    }
-}
-
-TEST_CASE("there is never a second window, and a missing template gives none") {
+TEST_CASE("there is one window at a time, which the close box destroys unless somebody asked to be told") {
     const Parent parent;
     CEditDlg dialog;
     CHECK(dialog.Create(parent.window, 999, 200, 100, nullptr) == nullptr);
-    const HWND window = parent.Open(dialog);
-    CHECK(parent.Open(dialog) == nullptr);
-    CHECK((::IsWindow(window) && dialog.Window() == window));
-}
-
-TEST_CASE("the close box calls whoever asked for it, else it destroys the window") {
-    const Parent parent;
-    CEditDlg dialog;
+    HWND window = parent.Open(dialog, "Caf\xE9");
+    wchar_t text[100] = L"unread";
+    ::GetWindowTextW(window, text, 100);
+    CHECK(std::wstring(text) == L"Caf\xE9");
+    CHECK((parent.Open(dialog) == nullptr && dialog.Window() == window));
     int calls = 0;
-    HWND window = parent.Open(dialog);
     dialog.SetOnClose([](void* argument) { ++*static_cast<int*>(argument); }, &calls);
     CloseByUser(window);
     CHECK((calls == 1 && ::IsWindow(window)));
-    dialog.SetOnClose([](void* argument) { static_cast<CEditDlg*>(argument)->Destroy(); }, &dialog);
-    CloseByUser(window);
-    CHECK_FALSE(::IsWindow(window));
     dialog.SetOnClose(nullptr, nullptr);
-    CloseByUser(window = parent.Open(dialog));
+    CloseByUser(window);
     CHECK((!::IsWindow(window) && dialog.Window() == nullptr));
 }
 
