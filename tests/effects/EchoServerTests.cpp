@@ -42,22 +42,15 @@ TEST_CASE("every object, factory and lock keeps the DLL, until its last referenc
     }
 }
 
-TEST_CASE("registering twice is as good as once, and taking it back leaves nothing") {
-    const CEchoModule module;
-    CHECK(module.Call("DllRegisterServer") == S_OK);
-    CHECK(module.Call("DllUnregisterServer") == S_OK);
-    for (const GUID& clsid : {kEchoFilterClsid, kEchoPageClsid}) {
-        LPOLESTR name = nullptr;
-        CHECK(::OleRegGetUserType(clsid, USERCLASSTYPE_FULL, &name) == REGDB_E_CLASSNOTREG);
-    }
-}
-
 TEST_CASE("sliding and typing change the effect at once, and wrong text is put right") {
     const CEchoModule module;
     const auto page = module.Create<IPropertyPage>(kEchoPageClsid);
     auto echo = module.Create<IEcho>(kEchoFilterClsid);
     const HWND parent = ShowPage(*page.Get(), *echo.Get());
     const HWND dialog = ::GetWindow(parent, GW_CHILD);
+    ComPtr<IPersistStream> state;
+    REQUIRE(echo.As(&state) == S_OK);
+    CHECK(state->IsDirty() == S_FALSE);
     for (DWORD n = 0; n < kEchoParameters; ++n) {
         CAPTURE(n);
         const HWND slider = ::GetDlgItem(dialog, IDC_FIRST_SLIDER + static_cast<int>(n));
@@ -70,6 +63,8 @@ TEST_CASE("sliding and typing change the effect at once, and wrong text is put r
             CHECK(::SendMessageW(slider, TBM_GETPOS, 0, 0) == expected);
             CHECK(std::wstring(text, ::GetWindowTextW(edit, text, 16)) == std::to_wstring(expected));
         };
+        CHECK(echo->SetParameter(n, kEchoRanges[n].least - 1) == E_INVALIDARG);
+        CHECK(echo->SetParameter(n, kEchoRanges[n].most + 1) == E_INVALIDARG);
         checkAll(kEchoRanges[n].initial);
         for (const LONG position : {kEchoRanges[n].most, kEchoRanges[n].least}) {
             ::SendMessageW(slider, TBM_SETPOS, TRUE, position);
@@ -83,6 +78,7 @@ TEST_CASE("sliding and typing change the effect at once, and wrong text is put r
             checkAll(77);
         }
     }
+    CHECK((state->IsDirty() == S_OK && state.Reset() > 0));
     CHECK(page->SetObjects(0, nullptr) == S_OK);
     CHECK(echo.Reset() == 0);
     ::DestroyWindow(parent); // before the page is told
