@@ -44,6 +44,20 @@ TEST_CASE("there is one window at a time, which the close box destroys unless so
     CHECK((!::IsWindow(window) && dialog.Window() == nullptr));
 }
 
+TEST_CASE("the client area has the size asked for and the window is centred") {
+    const Parent parent;
+    for (const SIZE wanted : {SIZE{250, 60}, {333, 222}}) {
+        CEditDlg dialog;
+        RECT client{};
+        RECT outer{};
+        const HWND window = dialog.Create(parent.window, IDD_EDITOR, wanted.cx, wanted.cy, nullptr);
+        REQUIRE((::GetClientRect(window, &client) && ::GetWindowRect(window, &outer)));
+        CHECK((client.right == wanted.cx && client.bottom == wanted.cy));
+        CHECK(outer.left == 200 + (300 - (outer.right - outer.left)) / 2);
+        CHECK(outer.top == 150 + (200 - (outer.bottom - outer.top)) / 2);
+    }
+}
+
 TEST_CASE("the window goes with its object, and destroying one that has gone does nothing") {
     const Parent parent;
     HWND window = nullptr;
