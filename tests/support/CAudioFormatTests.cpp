@@ -58,9 +58,15 @@ TEST_CASE("frame size and byte rate of PCM and float are worked out, others' bel
 }
 
 TEST_CASE("a format that can't be read is refused and changes nothing") {
+    constexpr std::size_t kPageBytes = 4096;
+    auto* const page = static_cast<BYTE*>(::VirtualAlloc(nullptr, kPageBytes, MEM_COMMIT, PAGE_READWRITE));
+    const WAVEFORMATEXTENSIBLE cut = Format(0xFFFE, 16, 2, 8000);
+    auto* const atEdge = reinterpret_cast<WAVEFORMATEX*>(page + kPageBytes - sizeof cut.Format);
+    *atEdge = cut.Format;
     CAudioFormat value = Assigned(Format(1, 24, 2, 44100));
-    const WAVEFORMATEXTENSIBLE other = Format(1, 16, 2, 8000);
-    CHECK_FALSE(value.Assign(reinterpret_cast<WAVEFORMATEX*>(16)));
-    CHECK_FALSE(value.Assign(&other.Format, sizeof other.Format - 1));
+    CHECK_FALSE(value.Assign(&cut.Format, sizeof cut.Format - 1));
+    CHECK_FALSE(value.Assign(atEdge)); // the head can be read, what cbSize promises can't
     CHECK((value.SamplesPerSec() == 44100 && value.BlockAlign() == 6));
+    CHECK((value.Assign(atEdge, sizeof cut.Format) && value.SamplesPerSec() == 8000));
+    ::VirtualFree(page, 0, MEM_RELEASE);
 }
