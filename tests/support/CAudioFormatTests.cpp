@@ -54,7 +54,8 @@ TEST_CASE("frame size and byte rate of PCM and float are worked out, others' bel
     zeros.Format.wFormatTag = 2;
     CHECK((Assigned(zeros).BlockAlign() == 1 && Assigned(zeros).AvgBytesPerSec() == 1));
     CHECK(Assigned(Format(1, 24, 2, 44100)).BytesFor(3) == 792); // of 793.8: whole frames
-    CHECK(Assigned(Format(1, 16, 2, 44100)).DurationMs(0xFFFFFFFF) == 24'347'887);
+    const CAudioFormat cd = Assigned(Format(1, 16, 2, 44100));
+    CHECK((cd.BytesFor(0xFFFFFFFF) == 757'632'230'836 && cd.DurationMs(0xFFFFFFFF) == 24'347'887));
 }
 
 TEST_CASE("a format that can't be read is refused and changes nothing") {
