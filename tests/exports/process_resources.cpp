@@ -47,8 +47,6 @@ ProcessResources CountResources() {
     resources.heapBytes = BusyHeapBytes();
     resources.handles = OpenHandles();
     ::EnumThreadWindows(::GetCurrentThreadId(), CountWindow, reinterpret_cast<LPARAM>(&resources.windows));
-    resources.gdiAndUser = ::GetGuiResources(::GetCurrentProcess(), GR_GDIOBJECTS) +
-                           ::GetGuiResources(::GetCurrentProcess(), GR_USEROBJECTS);
     return resources;
 }
 
