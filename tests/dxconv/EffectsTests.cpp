@@ -48,17 +48,6 @@ TEST_CASE("installed effects are listed and found by name or class id, others ar
     ::RegDeleteKeyW(HKEY_CLASSES_ROOT, synth.c_str());
 }
 
-TEST_CASE("the sample effect is listed while it is registered") {
-    const HMODULE module = ::LoadLibraryW(L"..\\echo.dll");
-    for (const char* const name : {"DllRegisterServer", "DllUnregisterServer"}) {
-        const auto function = reinterpret_cast<void*>(::GetProcAddress(module, name));
-        CHECK(reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(function)() == S_OK);
-        const std::string list = RunDxconv({"effects"}).out;
-        CHECK((list.find("}  Echo\n") != list.npos) == (name == std::string("DllRegisterServer")));
-    }
-    ::FreeLibrary(module);
-}
-
 TEST_CASE("a settings file may be UTF-8 or UTF-16 and end in a line end") {
     const std::string text = FakeSettings("xor 1") + "\r\n";
     std::string utf16 = "\xFF\xFE";

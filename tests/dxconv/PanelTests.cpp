@@ -108,32 +108,3 @@ TEST_CASE("the panel's window fits the panel, takes keys, and gives effect and s
     CHECK(folder.Count() == 2);
     ::RegDeleteKeyW(HKEY_CURRENT_USER, kKey);
 }
-
-TEST_CASE("what the panel cannot use is refused before a window is shown") {
-    const CTestFolder folder;
-    const std::string junk = folder.Put("junk", Noise(1000));
-    const std::string readOnly = folder.Put("readonly", kDefault);
-    ::SetFileAttributesW(FullPath(readOnly).c_str(), FILE_ATTRIBUTE_READONLY);
-    const struct {
-        std::vector<std::string> arguments;
-        unsigned long code;
-        std::string says;
-    } cases[] = {{{"--settings"}, 2, "--settings: 1 required"},
-        {{"--settings", kDefault, "--settings-file", "f"}, 2, "--settings excludes --settings-file; "},
-        {{"--settings", "Echo=X00"}, 5, "--settings: is no settings text"},
-        {{"--settings-file", junk}, 5, "junk: is not text"},
-        {{"--settings-file", folder.Path("no\\file")}, 5, "no\\file: cannot be read"},
-        {{"--settings-file", readOnly}, 4, "readonly: is read-only"},
-        {{"--settings-file", folder.Path("new"), "--module", "fake_module.dll"}, 6, "shows no panel"}};
-    for (const auto& c : cases) {
-        std::vector<std::string> arguments = c.arguments;
-        arguments.insert(arguments.begin(), "panel");
-        const RunResult run = RunDxconv(arguments);
-        INFO("expected: ", c.says, "\nprinted: ", run.err);
-        CHECK(run.code == c.code);
-        CHECK(run.out == "");
-        CHECK(run.err.find(c.says) != run.err.npos);
-    }
-    CHECK(folder.Count() == 2);
-    ::SetFileAttributesW(FullPath(readOnly).c_str(), FILE_ATTRIBUTE_NORMAL);
-}
