@@ -77,6 +77,8 @@ TEST_CASE("a header that cannot be trusted is refused with the reason") {
         {with(Noise(14)), "too short"}, {with(Format(1, 0, 16)), "0 channels"},
         {with(Format(1, 2, 16, 0)), "at 0 Hz"},
         {with(Format(1, 2, 16).replace(12, 1, "\3")), "3 bytes a frame"},
+        {with(Format(1, 2, 0)), "not supported"}, {with(Format(1, 2, 20)), "not supported"},
+        {with(Format(1, 2, 64)), "not supported"}, {with(Format(3, 2, 16)), "not supported"},
         {with(Format(7, 1, 8)), "not supported"}, {with(extensible.replace(30, 1, "\1")), "not supported"}};
     for (const auto& [file, reason] : cases)
         CheckFails(Convert({"-", "-"}, file), 3, reason);

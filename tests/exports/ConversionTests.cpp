@@ -4,6 +4,7 @@
 #include <doctest/doctest.h>
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 namespace {
 
@@ -189,7 +190,7 @@ TEST_CASE_FIXTURE(
 }
 
 TEST_CASE_FIXTURE(
-    Conversion, "calls out of order do nothing worse than fail, and the next conversion works") {
+    Conversion, "absurd calls and records do nothing worse than fail, and the next conversion works") {
     const std::wstring settings = CHost::SettingsFor(L"n", CLSID_TestEffect);
     Bytes data = Shorts(1024, 1000);
     CHECK(module.PassAudioBlock(host.instance, nullptr) == 0);
@@ -202,6 +203,34 @@ TEST_CASE_FIXTURE(
     const DSPConversionInfo noFormat{};
     CHECK(module.BeginConversion(host.instance, &noFormat, nullptr) == 1); // the effect went with the failure
     CHECK(module.BeginConversion(host.instance, &noFormat, settings.c_str()) == 0);
+
+    REQUIRE(Begin() == 1);
+    struct Row {
+        std::string name;
+        void (*spoil)(DSPAudioBlock&);
+        DWORD result;
+    };
+    const Row rows[] = {
+        {"negative length", [](DSPAudioBlock& bad) { bad.nBytes = -400; }, 1},
+        {"lowest length", [](DSPAudioBlock& bad) { bad.nBytes = std::numeric_limits<INT32>::min(); }, 1},
+        {"no data", [](DSPAudioBlock& bad) { bad.pData = nullptr; }, 0},
+        {"data that is not there", [](DSPAudioBlock& bad) { bad.pData = reinterpret_cast<BYTE*>(0x40); }, 0},
+        {"no format", [](DSPAudioBlock& bad) { bad.wfx = {}; }, 1},
+        {"zero channels", [](DSPAudioBlock& bad) { bad.wfx.ex.nChannels = 0; }, 1},
+        {"zero rate", [](DSPAudioBlock& bad) { bad.wfx.ex.nSamplesPerSec = 0; }, 1},
+        {"cbSize past the block",
+            [](DSPAudioBlock& bad) {
+                bad.wfx.ex.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
+                bad.wfx.ex.cbSize = 0xFFFF;
+            },
+            1},
+    };
+    for (const Row& row : rows) {
+        CAPTURE(row.name);
+        DSPAudioBlock bad = CHost::Block(kStereo16, data.data(), data.size(), true);
+        row.spoil(bad);
+        CHECK(Pass(bad) == row.result);
+    }
     CHECK(NextWorks());
 }
 
