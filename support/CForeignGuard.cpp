@@ -71,6 +71,20 @@ std::uint16_t ControlWord() {
     return control;
 }
 
+// Is there a guard page below the part of this thread's stack that is in use?
+bool HasStackGuard() {
+    MEMORY_BASIC_INFORMATION pages{};
+    const auto* const here = reinterpret_cast<const BYTE*>(&pages);
+    ::VirtualQuery(here, &pages, sizeof pages);
+    const auto* at = static_cast<const BYTE*>(pages.AllocationBase);
+    while (at < here && ::VirtualQuery(at, &pages, sizeof pages) != 0) {
+        if ((pages.Protect & PAGE_GUARD) != 0)
+            return true;
+        at += pages.RegionSize;
+    }
+    return false;
+}
+
 } // namespace
 
 bool RunGuarded(Body body, void* context, ForeignFault* fault) noexcept {
@@ -94,8 +108,11 @@ bool RunGuarded(Body body, void* context, ForeignFault* fault) noexcept {
     return true;
 }
 
+// Only where the page is really gone: where the run-time guards the page in use, other threads that look at
+// this thread's data there would fault.
 void RestoreStackGuard() noexcept {
-    ::_resetstkoflw();
+    if (!HasStackGuard())
+        ::_resetstkoflw();
 }
 
 void CForeignGuard::Condemn(const ForeignFault& fault) noexcept {

@@ -31,7 +31,8 @@ bool RunGuarded(Body&& body, ForeignFault* fault = nullptr) noexcept {
 }
 
 /// For after a call that ran window procedures: where the system swallows a stack overflow in one of those,
-/// the stack is left without its guard page, and the next overflow would end the process.
+/// the stack is left without its guard page, and the next overflow would end the process. Nothing happens
+/// where the page is there.
 void RestoreStackGuard() noexcept;
 
 /// The door to one effect (its filter, its pins, its page, the graph manager acting on them): all calls into

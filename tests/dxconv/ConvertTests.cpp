@@ -100,7 +100,16 @@ TEST_CASE("IN may be OUT, and its name beyond ANSI and beyond 260 characters") {
             file + ": 16-bit PCM, 2 channels, 1000 Hz, 12 frames in, 112 frames out, tail 100 ms"));
         CHECK((folder.Get(name) == Riff(kFormat + Chunk("data", Noise(48) + std::string(400, '\x11')))));
     }
-    CHECK(folder.Count() == 2);
+    const std::string plain = Riff(kFormat + Chunk("data", Noise(48))), settings = FakeSettings("tail 4");
+    const std::string converted = Riff(kFormat + Chunk("data", Noise(48) + "\x11\x11\x11\x11"));
+    const std::string in = folder.Put("in.wav", plain), link = folder.Path("link.wav");
+    REQUIRE(::CreateHardLinkW(FullPath(link).c_str(), FullPath(in).c_str(), nullptr));
+    CHECK(Convert({in, link, "--settings", settings}).code == 0);
+    CHECK((folder.Get("in.wav") == plain)); // OUT is a name, not what it leads to
+    CHECK((folder.Get("link.wav") == converted));
+    CHECK(Convert({in, folder.Path(".\\IN.WAV"), "--settings", settings}).code == 0);
+    CHECK((folder.Get("in.wav") == converted));
+    CHECK(folder.Count() == 4);
 }
 
 TEST_CASE("of two conversions into one OUT at once the one that ends later is there, whole") {

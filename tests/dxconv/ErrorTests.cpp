@@ -1,4 +1,5 @@
 #include "dxconv/CError.h"
+#include "dxconv/CInputFile.h"
 #include "dxconv/COutputFile.h"
 #include "tests/dxconv/fixture.h"
 
@@ -103,7 +104,8 @@ TEST_CASE("a module that fails, and an interruption, leave OUT as it was, nothin
         {"crash-block", 0, 6, "in.wav: the module or the effect crashed (0xC0000005)" + nothing},
         {"abort-block", 0, 6, "in.wav: the module or the effect crashed (abort)" + nothing},
         {"exit-block", 0, 9, ended + "0x00000000)" + nothing},
-        {"kill-block", 0, 9, ended + "0x0000BEEF)" + nothing},
+        {"exit-begin", 0, 9, ended + "0x00000000)" + nothing},
+        {"kill-block", 0, 9, ended + "0x0000BEEF)" + nothing}, {"lose-stack-block", 0, 9, ended},
         {"hang-begin", 0, 10, "in.wav: the effect did not return from the start of the conversion for 1 s",
             "1"},
         {"hang-block", 0, 10, "in.wav: the effect did not return from a block for 1 s" + nothing, "1"},
@@ -152,9 +154,9 @@ TEST_CASE("when dxconv itself is killed its worker goes with it, and the tempora
     CHECK(folder.Count() == 0);
 }
 
-TEST_CASE("a disk that takes no more is an error, and no temporary file stays") {
+TEST_CASE("a disk that takes no more and an input that shrinks are errors, and no temporary file stays") {
     const CTestFolder folder;
-    folder.Put("in.wav", kWav);
+    const std::string path = folder.Put("in.wav", kWav);
     {
         COutputFile output(folder.Path("out.wav"));
         CHECK_THROWS_WITH_AS(output.WriteAt(std::uint64_t{1} << 62, "a", 1),
@@ -162,6 +164,21 @@ TEST_CASE("a disk that takes no more is an error, and no temporary file stays") 
         CHECK(folder.Count() == 2);
     }
     CHECK(folder.Count() == 1);
+
+    const auto shared = OpenHandle(
+        FullPath(path), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0);
+    const HANDLE before = ::GetStdHandle(STD_INPUT_HANDLE);
+    ::SetStdHandle(STD_INPUT_HANDLE, shared.Get());
+    CInputFile input("-"); // a file of ours would not let others write
+    char bytes[100];
+    CHECK(input.Read(bytes, sizeof bytes) == sizeof bytes);
+    const auto other =
+        OpenHandle(FullPath(path), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0);
+    ::SetFilePointer(other.Get(), 150, nullptr, FILE_BEGIN);
+    CHECK(::SetEndOfFile(other.Get()));
+    CHECK_THROWS_WITH_AS(input.Read(bytes, sizeof bytes),
+        doctest::Contains("became shorter while it was read: 894 bytes are gone"), CError);
+    ::SetStdHandle(STD_INPUT_HANDLE, before);
 }
 
 TEST_CASE("an input that is slow is no effect that hangs") {

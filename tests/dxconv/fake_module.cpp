@@ -2,8 +2,8 @@
 //   xor N     every byte of audio is xored with N, so that nothing passes by accident
 //   tail N    N bytes 0x11 are appended to the last block, in the module's own memory
 //   fail-begin, fail-block, crash-block, abort-block (the fourth), hang, slow (50 ms a block)
-//   exit-block, exit-after, exit-destroy: ends the process as if all were well
-//   kill-block (with exit code 0xBEEF), hang-begin, hang-destroy
+//   exit-begin, exit-block, exit-after, exit-destroy: ends the process as if all were well
+//   kill-block (with exit code 0xBEEF), lose-stack-block, hang-begin, hang-destroy
 // Every call writes one line to the trace log.
 #include "dsp/dsp_api.h"
 
@@ -84,6 +84,8 @@ DWORD __cdecl DSP_PassAudioBlock(void*, DSPAudioBlock* block) {
         Misbehave(L"block");
     if (g_command == L"kill-block" && now)
         TerminateProcess(GetCurrentProcess(), 0xBEEF);
+    if (g_command == L"lose-stack-block" && now)
+        asm volatile("movl $8, %esp\n\tpushl $0");
     if (g_command == L"crash-block" && now)
         RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
     if (g_command == L"abort-block" && now)

@@ -1,27 +1,39 @@
-// Whole conversions as a host runs them, against a model of the effect and of the sample formats that shares
-// no code with them: every format and rate in every size of block.
+// Whole conversions as a host runs them, against a model of each effect and of the sample formats that shares
+// no code with them: every format and rate in every size of block, and every state that a settings text may
+// carry.
 
 #include "effects/echo/IEcho.h"
 #include "effects/echo/guids.h"
+#include "effects/echo/resource.h"
 #include "tests/dsp/fmt_reference.h"
 #include "tests/effects/CTestEffects.h"
 #include "tests/effects/echo_model.h"
-#include "tests/exports/CHost.h"
+#include "tests/exports/CPanel.h"
 
 #include <doctest/doctest.h>
+#include <commctrl.h>
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstring>
 
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
+using Model = std::function<void(float* samples, std::size_t count)>;
 
 constexpr std::size_t kPieceFrames = 512;
 
 struct Values {
     int delayMs, feedback, mix;
+};
+
+struct EchoRig {
+    EchoRig() {
+        RegisterClassInPrefix(kEchoFilterClsid, ProgramFolder() + L"..\\echo.dll");
+        RegisterClassInPrefix(kEchoPageClsid, ProgramFolder() + L"..\\echo.dll");
+    }
+    CModule module;
+    CTestEffects effects;
 };
 
 fmt_reference::Format Plain(const WAVEFORMATEX& format) {
@@ -44,10 +56,17 @@ Bytes Recording(const WAVEFORMATEX& format, std::size_t frames) {
     return recording;
 }
 
-CEchoModel Echo(const WAVEFORMATEX& format, const Values& values) {
+Model Echo(const WAVEFORMATEX& format, const Values& values) {
     CEchoModel echo(format.nSamplesPerSec, 2);
     echo.Set(values.delayMs, values.feedback, values.mix);
-    return echo;
+    return [echo](float* samples, std::size_t count) mutable { echo.Process(samples, count); };
+}
+
+Model Gain(float gain) {
+    return [gain](float* samples, std::size_t count) {
+        std::transform(
+            samples, samples + count, samples, [gain](float sample) { return sample * gain + 0.0f; });
+    };
 }
 
 void FromStereo(const WAVEFORMATEX& format, std::uint8_t* host, std::size_t frames, const float* stereo) {
@@ -58,12 +77,12 @@ void FromStereo(const WAVEFORMATEX& format, std::uint8_t* host, std::size_t fram
 // The recording as a conversion with the model has to return it, with its tail. How the blocks are cut shows
 // only in 24 bit with more than two channels: a sample's write reaches into the next one, the last of a piece
 // excepted.
-Bytes Converted(const WAVEFORMATEX& format, Bytes data, std::uint32_t blockFrames, CEchoModel model) {
+Bytes Converted(const WAVEFORMATEX& format, Bytes data, std::uint32_t blockFrames, Model model) {
     const std::size_t frames = data.size() / format.nBlockAlign;
     std::vector<float> stereo(frames * 2);
     fmt_reference::BlockToFloat(
         Plain(format), data.data(), frames, reinterpret_cast<std::uint8_t*>(stereo.data()), format.nChannels);
-    model.Process(stereo.data(), stereo.size());
+    model(stereo.data(), stereo.size());
     for (std::size_t at = 0, block = 0; at < frames; ++block) {
         const std::size_t end = std::min(at + CHost::BlockFrames(blockFrames, block), frames);
         for (std::size_t piece = 0; at < end; at += piece) {
@@ -73,7 +92,7 @@ Bytes Converted(const WAVEFORMATEX& format, Bytes data, std::uint32_t blockFrame
     }
     for (std::size_t left = format.nSamplesPerSec * 10 / kPieceFrames; left > 0; --left) {
         std::vector<float> piece(kPieceFrames * 2);
-        model.Process(piece.data(), piece.size());
+        model(piece.data(), piece.size());
         if (std::all_of(piece.begin(), piece.end(), [](float value) { return std::fabs(value) <= 0.0004f; }))
             break;
         Bytes host(kPieceFrames * format.nBlockAlign, format.wBitsPerSample == 8 ? 0x80 : 0);
@@ -90,17 +109,41 @@ Bytes EchoState(const Values& values) {
     return state;
 }
 
+// What the effect makes of a state: its values, or those that it starts with when it refuses it.
+Values Loaded(const Bytes& state) {
+    std::int32_t words[5] = {};
+    std::copy_n(state.data(), std::min(state.size(), sizeof words), reinterpret_cast<std::uint8_t*>(words));
+    bool taken = state.size() >= sizeof words && words[0] == 0x6F686345 && words[1] == 1;
+    for (std::size_t n = 0; n < kEchoParameters; ++n)
+        taken = taken && kEchoRanges[n].Holds(words[2 + n]);
+    return taken ? Values{words[2], words[3], words[4]} : Values{250, 40, 35};
+}
+
+// The state, cut at every byte, each bit flipped, with more behind it, and another effect's.
+std::vector<Bytes> Spoilt(const Bytes& state, const Bytes& others) {
+    std::vector<Bytes> states{others, state};
+    states.back().resize(state.size() + 100, 0xEE);
+    for (std::size_t bytes = 0; bytes < state.size(); ++bytes)
+        states.emplace_back(state.begin(), state.begin() + static_cast<std::ptrdiff_t>(bytes));
+    for (std::size_t bit = 0; bit < state.size() * 8; ++bit) {
+        states.push_back(state);
+        states.back()[bit / 8] ^= static_cast<std::uint8_t>(1u << bit % 8);
+    }
+    return states;
+}
+
 } // namespace
 
-TEST_CASE("a recording through Echo is the model's, bit for bit, in every format at any block size") {
+TEST_CASE_FIXTURE(
+    EchoRig, "a recording through Echo is the model's, bit for bit, in every format at any block size") {
     const std::pair<WORD, WORD> kinds[] = {{WAVE_FORMAT_PCM, 8}, {WAVE_FORMAT_PCM, 16}, {WAVE_FORMAT_PCM, 24},
         {WAVE_FORMAT_PCM, 32}, {WAVE_FORMAT_IEEE_FLOAT, 32}};
     constexpr DWORD kRates[] = {8000, 44100, 96000, 192000};
     constexpr WORD kChannels[] = {1, 2, 3, 8};
     const std::vector<std::uint32_t> kSizes{0, 1, 7, 64, 511, 512, 513, 65536};
-    RegisterEcho();
-    CModule module;
     CHost host(module);
+    int conversions = 0;
+    const DWORD start = ::GetTickCount();
     const auto check = [&](const WAVEFORMATEX& format, std::size_t frames, const Values& values,
                            const std::vector<std::uint32_t>& sizes) {
         const Bytes recording = Recording(format, frames);
@@ -113,6 +156,7 @@ TEST_CASE("a recording through Echo is the model's, bit for bit, in every format
             REQUIRE(host.Begin(format, settings) == 1);
             const bool same = host.Run(format, recording, blockFrames) == expected;
             REQUIRE((same && expected.size() > recording.size()));
+            ++conversions;
         }
     };
     // Every kind at every rate and in every number of channels.
@@ -127,4 +171,66 @@ TEST_CASE("a recording through Echo is the model's, bit for bit, in every format
     }
     check(CHost::Format(WAVE_FORMAT_PCM, 16, 2), 66'001, {250, 40, 35}, {0, 4096, 65536});
     CHECK(host.errors.Take().empty());
+    MESSAGE("conversions: " << conversions << ", ms: " << ::GetTickCount() - start);
+}
+
+TEST_CASE_FIXTURE(
+    EchoRig, "a spoilt state is taken or leaves the effect as it starts, and converts either way") {
+    const WAVEFORMATEX format = CHost::Format(WAVE_FORMAT_IEEE_FLOAT, 32, 2, 8000);
+    const Bytes recording = Recording(format, 700);
+    const Bytes gain{0, 0, 0x80, 0x3F}; // 1, which is also what the test effect starts with
+    CHost host(module);
+    const auto check = [&](const GUID& clsid, const Bytes& state, const Bytes& held, const Model& model) {
+        effects.Reset();
+        CAPTURE(CHost::SettingsFor(L"", clsid, state));
+        REQUIRE(host.Begin(format, CHost::SettingsFor(L"n", clsid, state)) == 1);
+        const std::wstring kept = module.RemoveConfigBit(host.instance, 0);
+        CHECK(kept == CHost::SettingsFor(L"n", clsid, held));
+        CHECK(host.Run(format, recording, 300) == Converted(format, recording, 300, model));
+    };
+    for (const Bytes& state : Spoilt(EchoState({100, 50, 60}), gain))
+        check(kEchoFilterClsid, state, EchoState(Loaded(state)), Echo(format, Loaded(state)));
+    for (const Bytes& state : Spoilt(gain, EchoState({100, 50, 60}))) {
+        const Bytes held = state.size() < 4 ? gain : Bytes(state.begin(), state.begin() + 4);
+        float factor = 0;
+        std::memcpy(&factor, held.data(), 4);
+        check(CLSID_TestEffect, state, held, Gain(factor));
+    }
+    CHECK(host.errors.Take().empty());
+    // The text itself is cut, or lies about the state's length: nothing is connected.
+    const std::wstring whole = CHost::SettingsFor(L"n", CLSID_TestEffect, gain);
+    std::vector<std::wstring> texts;
+    for (std::size_t units = 5; units < whole.size(); units += 2)
+        texts.push_back(whole.substr(0, units));
+    for (const wchar_t* length : {L"05000000", L"FFFFFFFF", L"FFFFFF7F", L"00000080"})
+        texts.push_back(std::wstring(whole).replace(3 + 32, 8, length));
+    effects.Reset();
+    for (const std::wstring& text : texts) {
+        CHost fresh(module);
+        CHECK(fresh.Begin(format, text) == 0);
+        CHECK(fresh.errors.Take() == L"Error: Connect to DirectX PlugIn  [clDSP::BeginConversion]\r\n");
+    }
+    CHECK(effects.Calls(Place::CreateEffect) == 0);
+}
+
+TEST_CASE_FIXTURE(EchoRig, "a slider moved on Echo's page sounds in the next conversion as the model says") {
+    const CStoredList list{{kEchoFilterClsid, "Echo"}};
+    std::wstring settings;
+    {
+        CPanel panel(module);
+        panel.Show();
+        panel.Select(0);
+        const HWND page = ::GetWindow(CPanel::Editor(L"Echo"), GW_CHILD);
+        const HWND slider = ::GetDlgItem(page, IDC_FIRST_SLIDER + kEchoFeedback);
+        REQUIRE(slider != nullptr);
+        ::SendMessageW(slider, TBM_SETPOS, TRUE, 70);
+        ::SendMessageW(page, WM_HSCROLL, TB_ENDTRACK, reinterpret_cast<LPARAM>(slider));
+        settings = panel.Remove();
+    }
+    const WAVEFORMATEX format = CHost::Format(WAVE_FORMAT_PCM, 16, 2);
+    const Bytes recording = Recording(format, 30'000);
+    CHost host(module);
+    REQUIRE(host.Begin(format, settings) == 1);
+    CHECK(
+        host.Run(format, recording, 1000) == Converted(format, recording, 1000, Echo(format, {250, 70, 35})));
 }
