@@ -102,8 +102,9 @@ void CChildProcess::Start() {
     const std::wstring handle = std::to_wstring(reinterpret_cast<ULONG_PTR>(m_mapping.Get()));
     PROCESS_INFORMATION started{};
     ::SetEnvironmentVariableW(kWorkerVariable, handle.c_str());
+    // In a group of its own Ctrl+C does not reach the worker: until it had begun to listen that would end it.
     const BOOL created = ::CreateProcessW(OwnPath().c_str(), line.data(), nullptr, nullptr, TRUE,
-        CREATE_SUSPENDED, nullptr, nullptr, &startup, &started);
+        CREATE_SUSPENDED | CREATE_NEW_PROCESS_GROUP, nullptr, nullptr, &startup, &started);
     const DWORD error = ::GetLastError();
     ::SetEnvironmentVariableW(kWorkerVariable, nullptr);
     ::SetLastError(error);

@@ -13,6 +13,7 @@
 namespace {
 
 constexpr unsigned kCancelGraceMs = 2000;
+constexpr DWORD kEventMs = 100;
 constexpr char kOtherEffect[] = "try another effect or other settings";
 
 const char* CallText(WorkerCall call) {
@@ -44,6 +45,8 @@ Cause FindCause(CChildProcess& child, ChildEnding ending, unsigned timeoutSecond
             std::string("the effect did not return from ") + CallText(page.call) + " for " +
                 std::to_string(timeoutSeconds) + " s",
             "try another effect or a longer --timeout"};
+    if (page.crash == 0) // a console event that ended the worker may be heard of only after its end
+        ::WaitForSingleObject(InterruptionEvent(), kEventMs);
     if (IsCancelled())
         return {ExitCode::Cancelled, "cancelled", "run it again"};
     if (page.crash != 0)

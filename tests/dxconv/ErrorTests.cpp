@@ -102,6 +102,7 @@ TEST_CASE("a module that fails, and an interruption, leave OUT as it was, nothin
         {"fail-block", 0, 6,
             "in.wav: the effect failed while it was running (Error: effect gave no output  [fake]); "},
         {"crash-block", 0, 6, "in.wav: the module or the effect crashed (0xC0000005)" + nothing},
+        {"thread-block", 0, 6, "in.wav: the module or the effect crashed (0xC0000005)" + nothing},
         {"abort-block", 0, 6, "in.wav: the module or the effect crashed (abort)" + nothing},
         {"exit-block", 0, 9, ended + "0x00000000)" + nothing},
         {"exit-begin", 0, 9, ended + "0x00000000)" + nothing},
@@ -200,6 +201,7 @@ TEST_CASE("Ctrl+C at any moment leaves OUT old or complete, no other file, and t
             console.PressCtrlC();
         });
         const bool done = !run.out.empty(); // it prints what it did
+        INFO(n * 8, " ms: ", run.code, " ", run.out, run.err);
         // Before it has begun to listen the system ends it: under Wine with 0, but without a word.
         CHECK((run.code == (done ? 0 : 8) || run.out + run.err == ""));
         CHECK((folder.Get("out.wav") == (done ? whole : "old")));

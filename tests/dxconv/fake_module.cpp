@@ -4,6 +4,7 @@
 //   fail-begin, fail-block, crash-block, abort-block (the fourth), hang, slow (50 ms a block)
 //   exit-begin, exit-block, exit-after, exit-destroy: ends the process as if all were well
 //   kill-block (with exit code 0xBEEF), lose-stack-block, hang-begin, hang-destroy
+//   thread-block: faults on a thread of its own
 // Every call writes one line to the trace log.
 #include "dsp/dsp_api.h"
 
@@ -27,6 +28,11 @@ DWORD Log(std::wstring line, HANDLE log = g_logs.hTraceLog, DWORD result = 1) {
     if (log != nullptr)
         WriteFile(log, line.data(), static_cast<DWORD>(line.size() * sizeof(wchar_t)), &written, nullptr);
     return result;
+}
+
+DWORD WINAPI FaultHere(void*) {
+    RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
+    return 0;
 }
 
 void Misbehave(const wchar_t* where) {
@@ -86,6 +92,10 @@ DWORD __cdecl DSP_PassAudioBlock(void*, DSPAudioBlock* block) {
         TerminateProcess(GetCurrentProcess(), 0xBEEF);
     if (g_command == L"lose-stack-block" && now)
         asm volatile("movl $8, %esp\n\tpushl $0");
+    if (g_command == L"thread-block" && now) {
+        CreateThread(nullptr, 0, FaultHere, nullptr, 0, nullptr);
+        Sleep(INFINITE);
+    }
     if (g_command == L"crash-block" && now)
         RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
     if (g_command == L"abort-block" && now)

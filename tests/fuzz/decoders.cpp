@@ -54,6 +54,7 @@ struct PlainSettings {
     bool named = false;
     std::string name;
     std::string payload; // up to the first mistake
+    std::u16string hex;
 };
 
 PlainSettings ReadPlainly(const std::u16string& text) {
@@ -71,12 +72,12 @@ PlainSettings ReadPlainly(const std::u16string& text) {
         return plain;
     plain.named = true;
     plain.name.assign(ansi, static_cast<std::size_t>(bytes));
-    const std::u16string hex = text.substr(split + 2);
+    plain.hex = text.substr(split + 2);
     constexpr std::u16string_view kDigits = u"0123456789ABCDEF";
-    const std::size_t good = std::min(hex.find_first_not_of(kDigits), hex.size());
+    const std::size_t good = std::min(plain.hex.find_first_not_of(kDigits), plain.hex.size());
     for (std::size_t i = 0; i + 1 < good; i += 2)
-        plain.payload += static_cast<char>(kDigits.find(hex[i]) * 16 + kDigits.find(hex[i + 1]));
-    plain.decodes = !hex.empty() && hex.size() == 2 * plain.payload.size();
+        plain.payload += static_cast<char>(kDigits.find(plain.hex[i]) * 16 + kDigits.find(plain.hex[i + 1]));
+    plain.decodes = !plain.hex.empty() && plain.hex.size() == 2 * plain.payload.size();
     return plain;
 }
 
@@ -221,8 +222,14 @@ bool SettingsAgree(const std::string& input, PlaceFn place) {
     const std::string readName = name == nullptr ? "" : name;
     std::free(name);
     char clsid[16];
-    return named == plain.named && readName == plain.name &&
-           (!named || decoded.Read(clsid, 16) == (plain.payload.size() >= 16));
+    if (named != plain.named || readName != plain.name ||
+        (named && decoded.Read(clsid, 16) != (plain.payload.size() >= 16)))
+        return false;
+    CMemBuff hex(64);
+    return !plain.decodes ||
+           (hex.WriteHex(plain.payload.data(), static_cast<std::int32_t>(plain.payload.size())) &&
+               Content(hex) ==
+                   std::string(reinterpret_cast<const char*>(plain.hex.data()), plain.hex.size() * 2));
 }
 
 bool PlugInsAgree(const std::string& input, PlaceFn place) {
@@ -235,14 +242,18 @@ bool PlugInsAgree(const std::string& input, PlaceFn place) {
     if (DecodePlugIns(*blob, list) != plain.whole ||
         list.GetCount() != static_cast<int>(plain.records.size()))
         return false;
+    std::string encoded = Le32(plain.records.size());
     for (int i = 0; i < list.GetCount(); ++i) {
         const auto& [clsid, name] = plain.records[static_cast<std::size_t>(i)];
         const PlugInElem& read = *PlugInAt(list, i);
         if (std::memcmp(&read.clsid, clsid.data(), 16) != 0 || (read.name == nullptr) != name.empty() ||
             (read.name != nullptr && std::memcmp(read.name, name.c_str(), name.size() + 1) != 0))
             return false;
+        const std::string stored = name.c_str(); // a NUL inside ends it
+        encoded += clsid + Le32(stored.size()) + stored;
     }
-    return true;
+    CMemBuff again(1024);
+    return EncodePlugIns(list, again) && Content(again) == encoded;
 }
 
 bool WavAgrees(const std::string& input, PlaceFn) {
