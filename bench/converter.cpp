@@ -1,0 +1,7 @@
+#include "bench/measure.h"
+#include "bench/report.h"
+
+int main() {
+    PrintSection("Sample formats", "");
+    return 0;
+}

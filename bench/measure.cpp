@@ -1,0 +1,49 @@
+#include "bench/measure.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+namespace {
+
+constexpr double kTurnSeconds = 0.002;
+
+double SecondsOf(const std::function<void()>& work, std::size_t calls) {
+    const auto start = std::chrono::steady_clock::now();
+    for (std::size_t n = 0; n != calls; ++n)
+        work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+std::size_t CallsPerTurn(const std::function<void()>& work) {
+    std::size_t calls = 1;
+    for (;;) {
+        const double seconds = SecondsOf(work, calls);
+        if (seconds >= kTurnSeconds / 4)
+            return std::max<std::size_t>(
+                static_cast<std::size_t>(static_cast<double>(calls) * kTurnSeconds / seconds), 1);
+        calls *= 4;
+    }
+}
+
+} // namespace
+
+double Median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+std::vector<double> MedianSeconds(const std::vector<std::function<void()>>& contenders, unsigned rounds) {
+    std::vector<std::size_t> calls;
+    for (const auto& work : contenders)
+        calls.push_back(CallsPerTurn(work));
+    std::vector<std::vector<double>> seconds(contenders.size());
+    for (unsigned round = 0; round != rounds; ++round)
+        for (std::size_t n = 0; n != contenders.size(); ++n)
+            seconds[n].push_back(SecondsOf(contenders[n], calls[n]) / static_cast<double>(calls[n]));
+    std::vector<double> medians;
+    for (auto& values : seconds)
+        medians.push_back(Median(std::move(values)));
+    return medians;
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+/// Times pieces of work side by side. Every round runs each contender once in turn, long enough to be timed,
+/// so that what slows the machine slows all of them; the median of the rounds counts.
+///
+/// Returns the seconds of one call of each contender, in their order. The contenders run once before the
+/// first round. Threads: the caller's.
+std::vector<double> MedianSeconds(const std::vector<std::function<void()>>& contenders, unsigned rounds = 15);
+
+double Median(std::vector<double> values);
+
+/// Makes the compiler believe that the memory is read and written here.
+inline void Touch(void* memory) {
+    asm volatile("" : : "r"(memory) : "memory");
+}

@@ -1,0 +1,25 @@
+#include "bench/report.h"
+
+#include <cstdio>
+
+void PrintSection(const std::string& title, const std::string& text) {
+    std::printf("\n## %s\n", title.c_str());
+    if (!text.empty())
+        std::printf("\n%s\n", text.c_str());
+}
+
+void PrintTableHead(const std::string& unit) {
+    std::printf("\n| what | ours, %s | against | its %s | ratio | goal | |\n", unit.c_str(), unit.c_str());
+    std::printf("|---|--:|---|--:|--:|--:|---|\n");
+}
+
+void PrintRow(const Comparison& row) {
+    const double ratio = row.ours / row.peers;
+    std::printf(
+        "| %s | %.3g | %s | %.3g | %.2f |", row.what.c_str(), row.ours, row.peer.c_str(), row.peers, ratio);
+    if (row.goal)
+        std::printf(" %.2f | %s |\n", *row.goal, ratio <= *row.goal ? "met" : "missed");
+    else
+        std::printf(" | |\n");
+    std::fflush(stdout);
+}

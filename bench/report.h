@@ -1,0 +1,23 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+// What a benchmark prints: Markdown, on the standard output.
+
+/// Starts a section. text: what is measured and how; may be empty.
+void PrintSection(const std::string& title, const std::string& text);
+
+/// Starts a table of comparisons. unit: of both figures, say "ns/frame".
+void PrintTableHead(const std::string& unit);
+
+struct Comparison {
+    std::string what;
+    double ours;
+    std::string peer;           ///< what it stands beside: another program, a copy, a limit
+    double peers;               ///< in the same unit as ours
+    std::optional<double> goal; ///< for ours / peers, at most; none: shown for the reader
+};
+
+/// One line of the table: ours, the peer's, their ratio, the goal and whether it is met.
+void PrintRow(const Comparison& comparison);
