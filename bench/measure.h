@@ -6,9 +6,11 @@
 /// Times pieces of work side by side. Every round runs each contender once in turn, long enough to be timed,
 /// so that what slows the machine slows all of them; the median of the rounds counts.
 ///
-/// Returns the seconds of one call of each contender, in their order. The contenders run once before the
-/// first round. Threads: the caller's.
-std::vector<double> MedianSeconds(const std::vector<std::function<void()>>& contenders, unsigned rounds = 15);
+/// Returns the seconds of one call of each contender, in their order. The contenders run a few times before
+/// the first round. beforeTurn: called before each turn, and not timed. Threads: the caller's.
+std::vector<double> MedianSeconds(
+    const std::vector<std::function<void()>>& contenders, unsigned rounds = 151,
+    const std::function<void()>& beforeTurn = [] {});
 
 double Median(std::vector<double> values);
 

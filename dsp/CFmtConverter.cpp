@@ -1,6 +1,7 @@
 #include "dsp/CFmtConverter.h"
 
 #include <algorithm>
+#include <iterator>
 
 std::uint32_t CFmtConverter::Init(
     std::uint32_t formatTag, std::uint32_t bitsPerSample, std::uint32_t channelCount) {
@@ -8,14 +9,13 @@ std::uint32_t CFmtConverter::Init(
     frameBytes = static_cast<std::uint32_t>(std::uint64_t{bitsPerSample} * channelCount / 8);
     toFloat = nullptr;
     fromFloat = nullptr;
+    m_leave = nullptr;
 
-    const FmtKernelTable& table = kFmtKernelsSse2;
-    const auto kernels = std::find_if(table.begin(), table.end(), [=](const FmtKernels& candidate) {
-        return candidate.formatTag == formatTag && candidate.bitsPerSample == bitsPerSample;
-    });
-    if (kernels == table.end())
+    const FmtInstructionSet* const set = FindFmtInstructionSet(formatTag, bitsPerSample);
+    if (set == nullptr)
         return 0;
-    const FmtRoutinePair& routines = kernels->For(channelCount);
+    const FmtRoutinePair& routines = set->Find(formatTag, bitsPerSample)->For(channelCount);
+    m_leave = set->leave;
     toFloat = routines.toFloat;
     fromFloat = routines.fromFloat;
     return 1;

@@ -41,6 +41,12 @@ public:
     /// True after an Init that succeeded: toFloat and fromFloat may be called.
     bool IsFitted() const { return toFloat != nullptr && fromFloat != nullptr; }
 
+    /// To be called after the routines and before code that is not the module's: an effect, or the host.
+    void Leave() const {
+        if (m_leave != nullptr)
+            m_leave();
+    }
+
     /// Makes the scratch silent.
     void ClearScratch();
 
@@ -52,4 +58,7 @@ public:
     std::uint32_t frameBytes = 0;   ///< bytes of one host frame
     FmtRoutine toFloat = nullptr;   ///< host frames at *cursor to stereo floats
     FmtRoutine fromFloat = nullptr; ///< stereo floats to host frames at *cursor
+
+private:
+    void (*m_leave)() = nullptr;
 };

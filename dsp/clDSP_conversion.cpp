@@ -116,7 +116,9 @@ DWORD clDSP::PassAudioBlock(DSPAudioBlock* given) {
     const auto bytes = static_cast<std::uint32_t>(std::max<INT32>(block.nBytes, 0));
     if (block.pData == nullptr && bytes != 0)
         return Fail(kNoAccess, kPassAudioBlock);
-    if (!ProcessFrames(block.pData, bytes / m_converter.frameBytes))
+    const bool processed = ProcessFrames(block.pData, bytes / m_converter.frameBytes);
+    m_converter.Leave();
+    if (!processed)
         return 0;
     if (block.bLastBlock == 0)
         return 1;
@@ -150,6 +152,7 @@ bool clDSP::ProcessFrames(BYTE* data, std::uint32_t frames) {
         const std::uint32_t count = std::min(frames, kPieceFrames);
         if (!Convert(m_converter.toFloat, &reading, count, m_converter.scratch))
             return false;
+        m_converter.Leave();
         const float* const processed = m_client->FillBuffer(m_converter.scratch, count);
         if (processed == nullptr) {
             Fail(kFillBuffer, kPassAudioBlock);
@@ -186,7 +189,10 @@ bool clDSP::FlushTail(const CAudioFormat& format, CMemBuff& tail) {
             return true;
         std::memset(chunk.get(), silenceByte, chunkBytes);
         std::uint8_t* cursor = chunk.get();
-        if (!Convert(m_converter.fromFloat, &cursor, kPieceFrames, const_cast<float*>(processed)))
+        const bool converted =
+            Convert(m_converter.fromFloat, &cursor, kPieceFrames, const_cast<float*>(processed));
+        m_converter.Leave();
+        if (!converted)
             return false;
         if (!tail.Append(chunk.get(), static_cast<std::int32_t>(chunkBytes)))
             return true;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
+#include <span>
 
 /// Moves `frames` frames between the host's samples at *cursor, which need no alignment, and `stereo`, which
 /// is frames * 2 interleaved floats. Its name says in which direction. Advances *cursor by the bytes of those
@@ -28,8 +28,22 @@ struct FmtKernels {
     }
 };
 
-/// One table for each instruction set, in a source file of its own that alone is compiled for that set.
-/// The results are the same to the bit.
-using FmtKernelTable = std::array<FmtKernels, 5>;
+/// The formats that have routines for one instruction set. They lie in a source file of their own, which
+/// alone is compiled for that set. The results of all sets are the same to the bit.
+struct FmtInstructionSet {
+    const char* name;
+    bool (*isUsable)(); ///< on this processor, under this system
+    /// To be called between the routines and code that is not the module's; null where there is nothing to
+    /// do.
+    void (*leave)();
+    std::span<const FmtKernels> kernels;
 
-extern const FmtKernelTable kFmtKernelsSse2;
+    /// Null where this set has nothing of its own for the format.
+    const FmtKernels* Find(std::uint32_t formatTag, std::uint32_t bitsPerSample) const;
+};
+
+/// All of them, the fastest first; the last one is usable everywhere and has every format.
+std::span<const FmtInstructionSet> FmtInstructionSets();
+
+/// The fastest usable set that has the format; null for a format that is not supported.
+const FmtInstructionSet* FindFmtInstructionSet(std::uint32_t formatTag, std::uint32_t bitsPerSample);

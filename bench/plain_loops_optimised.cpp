@@ -1,0 +1,2 @@
+#define PLAIN_LOOPS_OPTIMISED
+#include "bench/plain_loops.cpp"
