@@ -5,6 +5,8 @@
 
 namespace {
 
+constexpr DWORD kPumpEveryMs = 10;
+
 // Effects make hidden windows and COM calls on this thread; both need its messages to be taken.
 void PumpMessages() {
     MSG message;
@@ -49,11 +51,19 @@ void CDspInstance::Begin(const DSPBlockFormat& format, const std::wstring& setti
 
 void CDspInstance::Pass(DSPAudioBlock& block) {
     const CInsideCall inside(WorkerCall::Block);
-    PumpMessages();
+    if (const DWORD now = ::GetTickCount();
+        now - m_pumpedAt >= kPumpEveryMs) { // a look costs more than a block
+        PumpMessages();
+        m_pumpedAt = now;
+    }
+    const BYTE* const given = block.pData;
+    const INT32 givenBytes = block.nBytes;
     if (m_module.PassAudioBlock(m_instance, &block) != 1)
         Fail("the effect failed while it was running", "try another effect or other settings");
     if (block.nBytes < 0 || (block.nBytes > 0 && block.pData == nullptr))
         Fail("the module gave back a block without audio", "use another module");
+    if (block.bLastBlock == 0 && (block.pData != given || block.nBytes != givenBytes))
+        Fail("the module gave back another block than it got", "use another module");
 }
 
 void CDspInstance::End() {

@@ -12,7 +12,7 @@ struct ConvertOptions {
     std::string settingsFile;
     std::string logDir;
     std::string module;
-    unsigned blockMs = 100;        // 1 .. 60000
+    unsigned blockMs = 1000;       // 1 .. 60000
     unsigned timeoutSeconds = 300; // for one call into the effect; 0: none
     bool quiet = false;
 };
