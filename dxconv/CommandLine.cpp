@@ -11,12 +11,23 @@
 namespace {
 
 constexpr char kFooter[] =
+    R"(Exit status: 0 done, 1 internal error, 2 command line, 3 IN, 4 OUT, 5 effect or settings not found or not valid,
+6 the effect or the module failed, 7 the module cannot be loaded, 8 cancelled, 9 the effect ended the process,
+10 the effect did not return within --timeout, 11 several files failed for different reasons.)";
+
+constexpr char kConvertFooter[] =
     R"(Effects are named as 'dxconv effects' lists them. '-' as IN or OUT is the standard input or output; OUT is
 written when the conversion is complete, and not at all when it fails.
 
-Exit status: 0 done, 1 internal error, 2 command line, 3 IN, 4 OUT, 5 effect or settings not found or not valid,
-6 the effect or the module failed, 7 the module cannot be loaded, 8 cancelled, 9 the effect ended the process,
-10 the effect did not return within --timeout.)";
+  dxconv convert in.wav out.wav --effect Echo
+  dxconv convert *.wav --out-dir echoed --effect Echo
+  dxconv convert *.wav --out-dir echoed --effect Echo --skip-existing    goes on where it was cancelled
+
+With --out-dir each IN is written under its own name into that folder, which is made when it is missing. Every
+file has a process of its own: one that fails is named at once and again at the end, the others go on. Use
+--jobs 1 when an effect does not bear to run several times at once. Logs go to a folder for each file.
+
+)";
 
 constexpr char kScanFooter[] =
     R"(--headless tries every candidate in a process of its own. One that crashed, ended its process or did not
@@ -62,9 +73,16 @@ void AddScan(CLI::App& app, ScanOptions& options) {
 
 void AddConvert(CLI::App& app, ConvertOptions& options) {
     CLI::App* convert = app.add_subcommand("convert", "Runs a WAV file through an effect");
-    convert->footer(kFooter);
-    convert->add_option("IN", options.in, "WAV file to read")->required();
-    convert->add_option("OUT", options.out, "WAV file to write; replaced when it exists")->required();
+    convert->footer(std::string(kConvertFooter) + kFooter);
+    convert->add_option("FILES", options.names, "IN and OUT; with --out-dir any number of IN")->required();
+    auto* outDir = convert->add_option("--out-dir", options.outDir, "Folder for the converted files");
+    convert->add_option("--jobs", options.jobs, "Files at once; 0 = one for each processor")
+        ->check(CLI::Range(0u, ConvertOptions::kMostJobs))
+        ->capture_default_str()
+        ->needs(outDir);
+    auto* skip =
+        convert->add_flag("--skip-existing", options.skipExisting, "Leaves out what is there already");
+    convert->add_flag("--force", options.force, "Replaces files that exist")->excludes(skip);
     auto* effect = convert->add_option("--effect", options.effect, "Effect, by name or class id {...}");
     const SettingsOptions settings = AddSettings(*convert, options.settings, options.settingsFile);
     convert->add_option("--state-file", options.stateFile, "File with the effect's state")->needs(effect);
@@ -75,6 +93,7 @@ void AddConvert(CLI::App& app, ConvertOptions& options) {
     AddTimeout(*convert, options.timeoutSeconds, "Longest time that one call into the effect may take");
     convert->add_option("--log-dir", options.logDir, "Folder for the module's logs");
     convert->add_flag("--quiet", options.quiet, "No progress and no summary");
+    convert->add_flag("--json", options.json, "The summary as JSON on the standard output");
     AddModule(*convert, options.module);
 }
 
@@ -83,6 +102,17 @@ void AddPanel(CLI::App& app, PanelOptions& options) {
     panel->footer(kPanelFooter);
     AddSettings(*panel, options.settings, options.settingsFile);
     AddModule(*panel, options.module);
+}
+
+void CheckNames(const ConvertOptions& options) {
+    if (!options.outDir.empty())
+        return;
+    if (options.names.size() < 2)
+        throw CLI::RequiredError("OUT");
+    if (options.names.size() > 2)
+        throw CLI::ValidationError("--out-dir", "is required for more than one IN");
+    if (options.json && options.names.back() == "-")
+        throw CLI::ValidationError("--json", "takes the standard output, which OUT is; name a file");
 }
 
 } // namespace
@@ -111,6 +141,8 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
             {"effects", Verb::Effects}, {"list", Verb::List}, {"scan", Verb::Scan}, {"check", Verb::Check},
             {"panel", Verb::Panel}, {"version", Verb::Version}};
         result.verb = kVerbs.at(app.get_subcommands().front()->get_name());
+        if (result.verb == Verb::Convert)
+            CheckNames(result.convert);
     } catch (const CLI::CallForHelp&) {
         Print(STD_OUTPUT_HANDLE, app.help());
     } catch (const CLI::ParseError& error) {

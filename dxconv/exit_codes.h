@@ -13,4 +13,5 @@ enum class ExitCode {
     Cancelled = 8,   // Ctrl+C
     EffectEnded = 9, // the effect ended the process that it ran in
     EffectHung = 10, // the effect did not return within --timeout
+    SomeFailed = 11, // of several files, for different reasons
 };

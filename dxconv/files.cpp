@@ -32,6 +32,20 @@ CKernelHandle OpenHandle(
     return file == INVALID_HANDLE_VALUE ? CKernelHandle() : CKernelHandle(file);
 }
 
+void MakeFolder(const std::string& name) {
+    const std::wstring path = FullPath(name);
+    for (std::size_t end = path.find(L'\\');
+         end != path.npos;) { // what can't be made so is there, or shows below
+        end = path.find(L'\\', end + 1);
+        ::CreateDirectoryW(path.substr(0, end).c_str(), nullptr);
+    }
+    const DWORD error = ::GetLastError();
+    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
+        throw CError(ExitCode::Output, name,
+            "cannot be made a folder: " + SystemErrorText(error) + "; choose another place");
+}
+
 std::wstring TemporaryFolder() {
     wchar_t folder[MAX_PATH + 1];
     const DWORD units = ::GetTempPathW(ARRAYSIZE(folder), folder);

@@ -1,4 +1,5 @@
 #include "dxconv/CError.h"
+#include "dxconv/CProgress.h"
 #include "dxconv/CommandLine.h"
 #include "dxconv/interruption.h"
 #include "dxconv/supervision.h"
@@ -14,10 +15,8 @@ namespace {
 // The verbs that run an effect in a worker; all others, the worker itself included, do their own work.
 ExitCode Supervise(const CommandLine& commandLine) {
     switch (commandLine.verb) {
-    case Verb::Convert: {
-        const ConvertOptions& options = commandLine.convert;
-        return RunSupervised({options.in, options.out, options.timeoutSeconds});
-    }
+    case Verb::Convert:
+        return SuperviseConvert(commandLine.convert);
     case Verb::Panel:
         return RunSupervised({"panel", PanelFile(commandLine.panel), 0});
     default:
@@ -86,10 +85,14 @@ int wmain(int count, wchar_t** arguments) {
     try {
         code = Run(count, arguments, com);
     } catch (const CError& error) {
+        CProgress::Wipe(); // one that another process draws
         PrintErrorLine(error.what());
+        MarkReason(error.what());
         code = error.Code();
     } catch (const std::exception& error) {
-        PrintErrorLine(std::string("internal error: ") + error.what() + "; free some memory or report it");
+        const std::string line = std::string("internal error: ") + error.what();
+        PrintErrorLine(line + "; free some memory or report it");
+        MarkReason(line);
         code = ExitCode::Internal;
     }
     MarkFinished(static_cast<std::uint32_t>(code));

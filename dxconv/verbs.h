@@ -1,11 +1,18 @@
 #pragma once
 
+#include "dxconv/exit_codes.h"
+
 #include <string>
+#include <vector>
 
 /// What `dxconv convert` was asked to do; all text UTF-8, empty = not given.
 struct ConvertOptions {
-    std::string in;
-    std::string out;
+    static constexpr unsigned kMostJobs = 32;
+
+    std::vector<std::string> names; // IN and OUT; with outDir: every IN, wildcards too
+    std::string outDir;
+    std::string in;  // the file that this process converts
+    std::string out; // likewise
     std::string effect;
     std::string stateFile;
     std::string settings;
@@ -14,7 +21,11 @@ struct ConvertOptions {
     std::string module;
     unsigned blockMs = 1000;       // 1 .. 60000
     unsigned timeoutSeconds = 300; // for one call into the effect; 0: none
+    unsigned jobs = 0;             // workers at once; 0: one a processor
+    bool skipExisting = false;
+    bool force = false; // OUT may be replaced
     bool quiet = false;
+    bool json = false;
 };
 
 /// At most one of settings and settingsFile is given.
@@ -43,7 +54,11 @@ struct ListOptions {
 // One function a verb. COM is initialised (single-threaded apartment). RunConvert, RunPanel and the scanner's
 // window run the effect in this process: a worker. Errors: CError.
 
+/// Converts the file that the worker's page names.
 void RunConvert(const ConvertOptions& options);
+/// Converts every file in a worker of its own and sums up. Prints what fails; throws CError only when nothing
+/// is converted at all.
+ExitCode SuperviseConvert(const ConvertOptions& options);
 void RunEffects();
 void RunList(const ListOptions& options);
 void RunScan(const ScanOptions& options);
