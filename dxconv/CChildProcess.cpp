@@ -1,6 +1,7 @@
 #include "dxconv/CChildProcess.h"
 
 #include "dxconv/CError.h"
+#include "dxconv/files.h"
 #include "dxconv/interruption.h"
 #include "dxconv/text.h"
 
@@ -42,12 +43,6 @@ STARTUPINFOW InheritedStartup() {
     for (const HANDLE handle : {startup.hStdInput, startup.hStdOutput, startup.hStdError})
         ::SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
     return startup;
-}
-
-std::wstring OwnPath() {
-    std::wstring path(WorkerPage::kLongestPath, L'\0');
-    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return path;
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 namespace {
 
 constexpr std::size_t kLongestPlainPath = 240; // folders end at 248, files at 260
+constexpr std::size_t kLongestPath = 32768;
 constexpr std::size_t kTransferBytes = 16 * 1024 * 1024;
 constexpr std::size_t kLargestSmallFile = 64 * 1024 * 1024;
 
@@ -24,6 +25,17 @@ std::wstring FullPath(const std::wstring& name) {
 
 std::wstring FullPath(const std::string& name) {
     return FullPath(Wide(name));
+}
+
+std::wstring OwnPath() {
+    std::wstring path(kLongestPath, L'\0');
+    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return path;
+}
+
+std::wstring OwnFolder() {
+    const std::wstring path = OwnPath();
+    return path.substr(0, path.find_last_of(L'\\') + 1);
 }
 
 CKernelHandle OpenHandle(

@@ -20,3 +20,17 @@ std::string JsonText(std::string_view utf8) {
     }
     return json + '"';
 }
+
+std::string JsonList(const std::vector<std::string>& values) {
+    std::string json = "[";
+    for (const std::string& value : values)
+        json += (json.size() == 1 ? "" : ", ") + value;
+    return json + ']';
+}
+
+std::string JsonObject(const std::vector<std::pair<std::string, std::string>>& members) {
+    std::string json = "{";
+    for (const auto& [key, value] : members)
+        json += (json.size() == 1 ? "\"" : ", \"") + key + "\": " + value;
+    return json + '}';
+}

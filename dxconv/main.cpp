@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr unsigned kDoctorSeconds = 30; // for one call into the module
+
 // The verbs that run an effect in a worker; all others, the worker itself included, do their own work.
 ExitCode Supervise(const CommandLine& commandLine) {
     switch (commandLine.verb) {
@@ -19,6 +21,8 @@ ExitCode Supervise(const CommandLine& commandLine) {
         return SuperviseConvert(commandLine.convert);
     case Verb::Panel:
         return RunSupervised({"panel", PanelFile(commandLine.panel), 0});
+    case Verb::Doctor:
+        return RunSupervised({"doctor", {}, kDoctorSeconds});
     default:
         return RunSupervised({"scan", {}, 0});
     }
@@ -26,7 +30,8 @@ ExitCode Supervise(const CommandLine& commandLine) {
 
 bool NeedsWorker(const CommandLine& commandLine) {
     const Verb verb = commandLine.verb;
-    return verb == Verb::Convert || verb == Verb::Panel || (verb == Verb::Scan && !commandLine.scan.headless);
+    return verb == Verb::Convert || verb == Verb::Panel || verb == Verb::Doctor ||
+           (verb == Verb::Scan && !commandLine.scan.headless);
 }
 
 void RunVerb(const CommandLine& commandLine) {
@@ -37,7 +42,7 @@ void RunVerb(const CommandLine& commandLine) {
         RunConvert(commandLine.convert);
         break;
     case Verb::Effects:
-        RunEffects();
+        RunEffects(commandLine.effects);
         break;
     case Verb::List:
         RunList(commandLine.list);
@@ -50,6 +55,9 @@ void RunVerb(const CommandLine& commandLine) {
         break;
     case Verb::Panel:
         RunPanel(commandLine.panel);
+        break;
+    case Verb::Doctor:
+        RunDoctor(commandLine.doctor);
         break;
     case Verb::Version:
         RunVersion();

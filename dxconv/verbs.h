@@ -42,24 +42,37 @@ struct ScanOptions {
     unsigned timeoutSeconds = 30;
 };
 
+// json: one JSON document instead of lines.
+
 struct CheckOptions {
     std::string effect; // name or class id
     unsigned timeoutSeconds = 30;
+    bool json = false;
+};
+
+struct EffectsOptions {
+    bool json = false;
 };
 
 struct ListOptions {
     bool refused = false;
+    bool json = false;
 };
 
-// One function a verb. COM is initialised (single-threaded apartment). RunConvert, RunPanel and the scanner's
-// window run the effect in this process: a worker. Errors: CError.
+struct DoctorOptions {
+    std::string module;
+    bool json = false;
+};
+
+// One function a verb. COM is initialised (single-threaded apartment). RunConvert, RunPanel, RunDoctor and
+// the scanner's window run the effect or the module in this process: a worker. Errors: CError.
 
 /// Converts the file that the worker's page names.
 void RunConvert(const ConvertOptions& options);
 /// Converts every file in a worker of its own and sums up. Prints what fails; throws CError only when nothing
 /// is converted at all.
 ExitCode SuperviseConvert(const ConvertOptions& options);
-void RunEffects();
+void RunEffects(const EffectsOptions& options);
 void RunList(const ListOptions& options);
 void RunScan(const ScanOptions& options);
 /// Throws, after what it found is printed, when the effect can't be used.
@@ -68,4 +81,6 @@ void RunCheck(const CheckOptions& options);
 void RunPanel(const PanelOptions& options);
 /// The file to write, in which "-" is a name like all in options that name a file; empty: none.
 std::string PanelFile(const PanelOptions& options);
+/// Throws, after the report is printed, when something failed.
+void RunDoctor(const DoctorOptions& options);
 void RunVersion();
