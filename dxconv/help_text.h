@@ -39,8 +39,8 @@ Ctrl+C closes it and keeps nothing. Pick an effect once, then use it:
   dxconv convert in.wav out.wav --settings-file hall.txt)";
 
 inline constexpr char kDoctorHelp[] =
-    R"(Each line starts with ok, warn or FAIL. The report names no users, machines or folders of theirs. Exit status 1
-when a line says FAIL.
+    R"(Each line starts with ok, warn or FAIL. The report names no users and no machines. Exit status 1 when a line
+says FAIL.
 --json: {"ok", "findings": [{"result": "ok", "warn" or "FAIL", "what", "finding", "advice"}]}
 
   dxconv doctor
