@@ -1,6 +1,8 @@
 #include "dxconv/CDspInstance.h"
 
 #include "dxconv/CError.h"
+#include "dxconv/installed_class.h"
+#include "dxconv/settings_text.h"
 #include "dxconv/worker.h"
 
 namespace {
@@ -14,6 +16,12 @@ void PumpMessages() {
         ::TranslateMessage(&message);
         ::DispatchMessageW(&message);
     }
+}
+
+// The module sees no more than COM's answer.
+std::string WhyNot(const std::wstring& settings) {
+    const std::string problem = InstallationProblem(SettingsClsid(settings));
+    return problem.empty() ? "" : ": it " + problem;
 }
 
 } // namespace
@@ -46,7 +54,8 @@ void CDspInstance::Begin(const DSPBlockFormat& format, const std::wstring& setti
     const DSPConversionInfo info{{}, &format.ex};
     const CInsideCall inside(WorkerCall::Begin);
     if (m_module.BeginConversion(m_instance, &info, settings.c_str()) != 1)
-        Fail("the effect could not be started", "check with 'dxconv effects' that it is installed");
+        Fail("the effect could not be started" + WhyNot(settings),
+            "check with 'dxconv effects' that it is installed");
 }
 
 void CDspInstance::Pass(DSPAudioBlock& block) {

@@ -115,6 +115,7 @@ void AddCheck(CLI::App& app, CheckOptions& options) {
 void AddDoctor(CLI::App& app, DoctorOptions& options) {
     CLI::App* doctor = app.add_subcommand("doctor", "Examines the installation and says what to do");
     doctor->footer(kDoctorHelp);
+    AddTimeout(*doctor, options.timeoutSeconds, "Longest time that one call into the module may take");
     AddJson(*doctor, options.json);
     AddModule(*doctor, options.module);
 }

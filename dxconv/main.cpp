@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr unsigned kDoctorSeconds = 30; // for one call into the module
-
 // The verbs that run an effect in a worker; all others, the worker itself included, do their own work.
 ExitCode Supervise(const CommandLine& commandLine) {
     switch (commandLine.verb) {
@@ -22,7 +20,7 @@ ExitCode Supervise(const CommandLine& commandLine) {
     case Verb::Panel:
         return RunSupervised({"panel", PanelFile(commandLine.panel), 0});
     case Verb::Doctor:
-        return RunSupervised({"doctor", {}, kDoctorSeconds});
+        return RunSupervised({"doctor", {}, commandLine.doctor.timeoutSeconds});
     default:
         return RunSupervised({"scan", {}, 0});
     }

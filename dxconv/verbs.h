@@ -61,6 +61,7 @@ struct ListOptions {
 
 struct DoctorOptions {
     std::string module;
+    unsigned timeoutSeconds = 30;
     bool json = false;
 };
 

@@ -122,6 +122,11 @@ TEST_CASE("a scan outlives candidates that end its process, hang or fault, and r
             CHECK(check.code == 5);
             CHECK(check.err == "dxconv: " + name + ": refused: it " + h.reason + "; choose another effect\n");
         }
+        const std::string wav = Riff(Chunk("fmt ", Format(1, 2, 16)) + Chunk("data", "abcd"));
+        const RunResult run = RunDxconv(
+            {"convert", "-", "-", "--settings", "x=X58000000523C0B4E9A4177106CE2580100000000"}, wav);
+        CHECK(run.code == 6);
+        CHECK(run.err.find("could not be started: it is registered with a program") != run.err.npos);
         CHECK(first.find("usable   Echo\n") != first.npos);
         CHECK(again.find("usable   Echo\n") != again.npos);
     }
