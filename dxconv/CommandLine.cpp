@@ -150,7 +150,7 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     CommandLine result;
     CLI::App app("Runs DirectX audio effects over WAV files", "dxconv");
     app.allow_windows_style_options(false);
-    app.footer(kFooter);
+    app.footer(std::string(kFooter) + "\n\n'dxconv VERB --help' tells more of a verb, with examples.");
     AddConvert(app, result.convert);
     AddEffects(app, result.effects);
     AddList(app, result.list);
