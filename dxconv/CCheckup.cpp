@@ -18,7 +18,7 @@ void CCheckup::Add(
     const char* grade, const std::string& what, const std::string& found, const std::string& advice) {
     if (m_json) {
         m_findings.push_back(JsonObject({{"result", JsonText(grade)}, {"what", JsonText(what)},
-            {"finding", JsonText(found)}, {"advice", JsonText(advice)}}));
+            {"finding", JsonText(found)}, {"advice", advice.empty() ? "null" : JsonText(advice)}}));
         return;
     }
     std::string line = grade;

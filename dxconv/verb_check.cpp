@@ -74,8 +74,8 @@ void PrintJson(const FoundEffect& effect, const Findings& findings, const std::s
         steps.emplace_back(finding.key, finding.json);
     Print(STD_OUTPUT_HANDLE,
         JsonObject({{"clsid", JsonText(Utf8(ClsidText(effect.clsid)))}, {"name", JsonText(Utf8(effect.name))},
-            {"verdict", JsonText(refusal.empty() ? "usable" : "refused")}, {"reason", JsonText(refusal)},
-            {"steps", JsonObject(steps)}}) +
+            {"verdict", JsonText(refusal.empty() ? "usable" : "refused")},
+            {"reason", refusal.empty() ? "null" : JsonText(refusal)}, {"steps", JsonObject(steps)}}) +
             "\n");
 }
 

@@ -94,14 +94,15 @@ TEST_CASE("doctor finds what is broken, says what to do, and names no user") {
                 "ok    module audio: ", "ok    sample effect: Echo is installed\n",
                 "warn  stored list: none yet; run 'dxconv scan'\n"});
         RunDxconv({"scan", "--headless"});
-        check({"--json"}, 0, {R"({"result": "ok", "what": "stored list", "finding": "usable effects: 1", )"});
+        check({"--json"}, 0,
+            {R"({"result":"ok","what":"stored list","finding":"usable effects: 1","advice":null})"});
     }
     check({"--module", junk}, 1,
         {"\\junk.dll is a file that is no DLL; put the dxwrapper.dll of",
             "warn  stored list: 'Echo' is not installed any more; run 'dxconv scan'\n",
             "warn  sample effect: Echo is not installed; "});
     check({"--module", "fake_module.dll", "--json"}, 1,
-        {R"({"ok": false, )", R"({"result": "FAIL", "what": "module version", "finding": "none, this)"});
+        {R"({"ok":false,)", R"({"result":"FAIL","what":"module version","finding":"none, this)"});
     check({"--module", "hostile_effect.dll"}, 1,
         {"FAIL  module: is not a DSP module (a function is missing); "});
     ::RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"DXList", REG_BINARY, "\1\0\0\0", 4);

@@ -25,12 +25,12 @@ TEST_CASE("installed effects are listed and found by name or class id, others ar
 
     const RunResult list = RunDxconv({"effects"});
     const std::string json = RunDxconv({"effects", "--json"}).out;
-    CHECK(json.starts_with(R"({"effects": [{"clsid": "{)"));
+    CHECK(json.starts_with(R"({"effects":[{"clsid":"{)"));
     CHECK(list.code == 0);
     for (std::size_t n = 0; n < std::size(filters); ++n) {
         const std::string line = Utf8(ClsidText(TestClsid(n)) + L"  " + filters[n].name + L"\n");
         CHECK_MESSAGE((list.out.find(line) != list.out.npos) == (n < kOffered), line);
-        const std::string member = "\"name\": \"" + Utf8(filters[n].name) + "\"}";
+        const std::string member = "\"name\":\"" + Utf8(filters[n].name) + "\"}";
         CHECK_MESSAGE((json.find(member) != json.npos) == (n < kOffered), json);
     }
     const CTestFolder folder;

@@ -32,9 +32,9 @@ TEST_CASE("a headless scan says of each candidate whether it is usable and store
         CHECK(run.out.find("usable   Echo\n") != run.out.npos);
         CHECK(run.out.find("refused  SampleGrabber: has no property page\n") != run.out.npos);
         CHECK(RunDxconv({"list"}).out == "{A7ADE361-6BDB-4C04-BA8E-C85F225B50EA}  Echo\n");
-        const std::string echoJson = R"("clsid": "{A7ADE361-6BDB-4C04-BA8E-C85F225B50EA}", "name": "Echo")";
-        CHECK(RunDxconv({"list", "--json"}).out ==
-              R"({"stored": "complete", "effects": [{)" + echoJson + "}]}\n");
+        const std::string echoJson = R"("clsid":"{A7ADE361-6BDB-4C04-BA8E-C85F225B50EA}","name":"Echo")";
+        CHECK(
+            RunDxconv({"list", "--json"}).out == R"({"stored":"complete","effects":[{)" + echoJson + "}]}\n");
         CHECK(StoredBlob() ==
               Le(1, 4) + Le(0x4C046BDBA7ADE361, 8) + Le(0xEA505B225FC88EBA, 8) + Le(4, 4) + "Echo");
 
@@ -44,10 +44,10 @@ TEST_CASE("a headless scan says of each candidate whether it is usable and store
         CHECK(run.out.find("  saved state           20 bytes\n") != run.out.npos);
         CHECK(run.out.ends_with("usable\n"));
         run = RunDxconv({"check", "Echo", "--json"});
-        CHECK(run.out.starts_with("{" + echoJson + R"(, "verdict": "usable", "reason": "", "steps": {)" +
-                                  R"("created": true, "propertyPages": 1, "takesStereoFloat": true, )" +
-                                  R"("outputChannels": 2, "framesBack": 512, "pagePixels": [)"));
-        CHECK(run.out.find(R"(], "stateBytes": 20, "tailMs": )") != run.out.npos);
+        CHECK(run.out.starts_with("{" + echoJson + R"(,"verdict":"usable","reason":null,"steps":{)" +
+                                  R"("created":true,"propertyPages":1,"takesStereoFloat":true,)" +
+                                  R"("outputChannels":2,"framesBack":512,"pagePixels":[)"));
+        CHECK(run.out.find(R"(],"stateBytes":20,"tailMs":)") != run.out.npos);
         CHECK(run.out.ends_with("}}\n"));
         run = RunDxconv({"check", "SampleGrabber"});
         CHECK(run.code == 5);
@@ -58,7 +58,7 @@ TEST_CASE("a headless scan says of each candidate whether it is usable and store
         HKEY_CURRENT_USER, kKey, L"DXList", REG_BINARY, cut.data(), static_cast<DWORD>(cut.size()));
     run = RunDxconv({"list", "--json"});
     CHECK(run.code == 5);
-    CHECK(run.out == R"({"stored": "damaged", "effects": []})"
+    CHECK(run.out == R"({"stored":"damaged","effects":[]})"
                      "\n");
     CHECK(run.err.find("dxconv: list: the stored list is damaged") == 0);
     RunDxconv({"scan", "--headless"});
@@ -114,7 +114,7 @@ TEST_CASE("a scan outlives candidates that end its process, hang or fault, and r
             CHECK((again.find(line) != again.npos) == !h.skipped);
             CHECK(
                 list.find(Utf8(ClsidText(clsid(h.behaviour))) + "  " + name + ": " + h.reason) != list.npos);
-            const std::string json = "\"reason\": " + JsonText(h.reason) + ", \"skipped\": ";
+            const std::string json = "\"reason\":" + JsonText(h.reason) + ",\"skipped\":";
             CHECK(listJson.find(json + (h.skipped ? "true}" : "false}")) != listJson.npos);
             if (h.behaviour != 'E' && h.behaviour != 'H')
                 continue;
