@@ -1,6 +1,7 @@
 #include "dxconv/CChildProcess.h"
 
 #include "dxconv/CError.h"
+#include "dxconv/files.h"
 #include "dxconv/interruption.h"
 #include "dxconv/text.h"
 
@@ -10,7 +11,6 @@
 
 namespace {
 
-constexpr DWORD kPollMs = 100;
 constexpr DWORD kLongestEndMs = 5000;
 
 [[noreturn]] void Fail(const char* what) {
@@ -45,40 +45,7 @@ STARTUPINFOW InheritedStartup() {
     return startup;
 }
 
-std::wstring OwnPath() {
-    std::wstring path(WorkerPage::kLongestPath, L'\0');
-    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return path;
-}
-
 } // namespace
-
-// How long the worker has been inside the same step of the same call.
-class CChildProcess::CCallWatch {
-public:
-    explicit CCallWatch(const WorkerPage& page) : m_page(page) {}
-
-    // elapsedMs: since the last look.
-    std::uint64_t Look(DWORD elapsedMs) {
-        const Place place{m_page.steps, m_page.verdict.step, m_page.verdict.leaving, m_page.use.step};
-        const bool inside = place.steps % 2 != 0;
-        m_insideMs = inside && place == m_place ? m_insideMs + elapsedMs : 0;
-        m_place = place;
-        return m_insideMs;
-    }
-
-private:
-    struct Place {
-        std::uint32_t steps = 0;
-        CandidateStep candidate = CandidateStep::Create;
-        bool leaving = false;
-        UseStep use = UseStep::None;
-        bool operator==(const Place&) const = default;
-    };
-    const WorkerPage& m_page;
-    Place m_place;
-    std::uint64_t m_insideMs = 0;
-};
 
 CChildProcess::CChildProcess() {
     SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
@@ -113,31 +80,52 @@ void CChildProcess::Start() {
     m_process.Reset(started.hProcess);
     const CKernelHandle thread(started.hThread);
     ::AssignProcessToJobObject(m_job.Get(), m_process.Get());
+    m_lookedAt = ::GetTickCount();
     ::ResumeThread(thread.Get());
+}
+
+// Since the last look. A machine that slept meanwhile is no hang.
+DWORD CChildProcess::ElapsedMs() {
+    const DWORD now = ::GetTickCount();
+    const DWORD elapsedMs = std::min(now - m_lookedAt, 2 * kPollMs);
+    m_lookedAt = now;
+    return elapsedMs;
+}
+
+std::uint64_t CChildProcess::InsideMs(DWORD elapsedMs) {
+    CallWatch now{m_page->steps, m_page->verdict.step, m_page->verdict.leaving, m_page->use.step, 0};
+    const bool inside = now.steps % 2 != 0;
+    now.insideMs = m_watch.insideMs;
+    now.insideMs = inside && now == m_watch ? now.insideMs + elapsedMs : 0;
+    m_watch = now;
+    return now.insideMs;
+}
+
+std::optional<ChildEnding> CChildProcess::Look(const ChildLimits& limits) {
+    if (::WaitForSingleObject(m_process.Get(), 0) == WAIT_OBJECT_0)
+        return ChildEnding::ByItself;
+    const DWORD elapsedMs = ElapsedMs();
+    if (IsCancelled()) {
+        m_page->cancelled = 1;
+        if (IsCancelledAtOnce() || m_cancelledMs >= limits.cancelGraceMs) {
+            End();
+            return ChildEnding::Cancelled;
+        }
+        m_cancelledMs += elapsedMs;
+    }
+    if (InsideMs(elapsedMs) >= std::uint64_t{limits.callSeconds} * 1000 && limits.callSeconds != 0) {
+        End();
+        return ChildEnding::TimedOut;
+    }
+    return std::nullopt;
 }
 
 ChildEnding CChildProcess::Wait(const ChildLimits& limits) {
     const HANDLE handles[] = {m_process.Get(), InterruptionEvent()};
-    CCallWatch watch(*m_page);
-    std::uint64_t cancelledMs = 0;
-    for (DWORD last = ::GetTickCount();;) {
-        if (::WaitForMultipleObjects(ARRAYSIZE(handles), handles, FALSE, kPollMs) == WAIT_OBJECT_0)
-            return ChildEnding::ByItself;
-        const DWORD now = ::GetTickCount();
-        const DWORD elapsedMs = std::min(now - last, 2 * kPollMs); // a machine that slept is no hang
-        last = now;
-        if (IsCancelled()) {
-            m_page->cancelled = 1;
-            if (IsCancelledAtOnce() || cancelledMs >= limits.cancelGraceMs) {
-                End();
-                return ChildEnding::Cancelled;
-            }
-            cancelledMs += elapsedMs;
-        }
-        if (watch.Look(elapsedMs) >= std::uint64_t{limits.callSeconds} * 1000 && limits.callSeconds != 0) {
-            End();
-            return ChildEnding::TimedOut;
-        }
+    for (;;) {
+        ::WaitForMultipleObjects(ARRAYSIZE(handles), handles, FALSE, kPollMs);
+        if (const std::optional<ChildEnding> ending = Look(limits))
+            return *ending;
     }
 }
 

@@ -1,9 +1,13 @@
 #include "dxconv/CDspInstance.h"
 
 #include "dxconv/CError.h"
+#include "dxconv/installed_class.h"
+#include "dxconv/settings_text.h"
 #include "dxconv/worker.h"
 
 namespace {
+
+constexpr DWORD kPumpEveryMs = 10;
 
 // Effects make hidden windows and COM calls on this thread; both need its messages to be taken.
 void PumpMessages() {
@@ -12,6 +16,12 @@ void PumpMessages() {
         ::TranslateMessage(&message);
         ::DispatchMessageW(&message);
     }
+}
+
+// The module sees no more than COM's answer.
+std::string WhyNot(const std::wstring& settings) {
+    const std::string problem = InstallationProblem(SettingsClsid(settings));
+    return problem.empty() ? "" : ": it " + problem;
 }
 
 } // namespace
@@ -44,16 +54,25 @@ void CDspInstance::Begin(const DSPBlockFormat& format, const std::wstring& setti
     const DSPConversionInfo info{{}, &format.ex};
     const CInsideCall inside(WorkerCall::Begin);
     if (m_module.BeginConversion(m_instance, &info, settings.c_str()) != 1)
-        Fail("the effect could not be started", "check with 'dxconv effects' that it is installed");
+        Fail("the effect could not be started" + WhyNot(settings),
+            "check with 'dxconv effects' that it is installed");
 }
 
 void CDspInstance::Pass(DSPAudioBlock& block) {
     const CInsideCall inside(WorkerCall::Block);
-    PumpMessages();
+    if (const DWORD now = ::GetTickCount();
+        now - m_pumpedAt >= kPumpEveryMs) { // a look costs more than a block
+        PumpMessages();
+        m_pumpedAt = now;
+    }
+    const BYTE* const given = block.pData;
+    const INT32 givenBytes = block.nBytes;
     if (m_module.PassAudioBlock(m_instance, &block) != 1)
         Fail("the effect failed while it was running", "try another effect or other settings");
     if (block.nBytes < 0 || (block.nBytes > 0 && block.pData == nullptr))
         Fail("the module gave back a block without audio", "use another module");
+    if (block.bLastBlock == 0 && (block.pData != given || block.nBytes != givenBytes))
+        Fail("the module gave back another block than it got", "use another module");
 }
 
 void CDspInstance::End() {

@@ -35,4 +35,5 @@ private:
     const CHostLogs& m_logs;
     std::string m_subject;
     void* m_instance = nullptr;
+    DWORD m_pumpedAt = 0; // tick
 };

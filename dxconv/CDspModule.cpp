@@ -5,18 +5,8 @@
 #include "dxconv/text.h"
 #include "dxconv/worker.h"
 
-namespace {
-
-std::string DefaultModule() {
-    std::wstring path(32768, L'\0');
-    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return Utf8(path.substr(0, path.find_last_of(L'\\') + 1)) + "dxwrapper.dll";
-}
-
-} // namespace
-
 CDspModule::CDspModule(const std::string& name) {
-    const std::string path = name.empty() ? DefaultModule() : name;
+    const std::string path = name.empty() ? Utf8(OwnFolder()) + "dxwrapper.dll" : name;
     const CInsideCall inside(WorkerCall::Load);
     m_library = ::LoadLibraryExW(FullPath(path).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (m_library == nullptr)

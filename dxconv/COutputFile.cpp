@@ -21,7 +21,8 @@ std::wstring COutputFile::TemporaryFor(const std::string& name) {
     return path;
 }
 
-COutputFile::COutputFile(const std::string& name, const std::wstring& temporary) : m_name(name) {
+COutputFile::COutputFile(const std::string& name, const std::wstring& temporary, Existing existing)
+    : m_name(name), m_existing(existing) {
     if (name != "-") {
         m_target = FullPath(name);
         CheckTarget();
@@ -65,6 +66,12 @@ void COutputFile::CheckTarget() const {
         throw CError(ExitCode::Output, m_name, "is a folder; add a file name");
     if ((attributes & FILE_ATTRIBUTE_READONLY) != 0)
         throw CError(ExitCode::Output, m_name, "is read-only; choose another file or make it writable");
+    if (m_existing == Existing::Refuse)
+        FailExists();
+}
+
+void COutputFile::FailExists() const {
+    throw CError(ExitCode::Output, m_name, "exists already; choose another name, or replace it with --force");
 }
 
 void COutputFile::Seek(std::uint64_t offset) {
@@ -118,10 +125,12 @@ void COutputFile::Commit() {
     GoesWhenClosed(false);
     m_file.Reset();
     MarkOutput(OutputState::Committing);
-    if (!::MoveFileExW(
-            m_temporary.c_str(), m_target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    const DWORD replace = m_existing == Existing::Replace ? MOVEFILE_REPLACE_EXISTING : 0;
+    if (!::MoveFileExW(m_temporary.c_str(), m_target.c_str(), replace | MOVEFILE_WRITE_THROUGH)) {
         const DWORD error = ::GetLastError();
         MarkOutput(OutputState::Unfinished);
+        if (replace == 0 && (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS))
+            FailExists();
         Fail("cannot be replaced", error);
     }
     MarkOutput(OutputState::Committed);

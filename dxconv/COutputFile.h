@@ -11,8 +11,12 @@
 /// happens, the end of the process included, the temporary file goes. Errors: CError with ExitCode::Output.
 class COutputFile : public IByteSink {
 public:
+    enum class Existing { Replace, Refuse };
+
     /// temporary: the path to write to until Commit; empty for one of its own choice (TemporaryFor).
-    explicit COutputFile(const std::string& name, const std::wstring& temporary = {});
+    /// existing: what becomes of an OUT that is there, now or at Commit.
+    explicit COutputFile(
+        const std::string& name, const std::wstring& temporary = {}, Existing existing = Existing::Replace);
     ~COutputFile();
     COutputFile(const COutputFile&) = delete;
     COutputFile& operator=(const COutputFile&) = delete;
@@ -37,7 +41,10 @@ private:
     void Seek(std::uint64_t offset);
     void CopyToStandardOutput();
 
+    [[noreturn]] void FailExists() const;
+
     std::string m_name;
+    Existing m_existing;
     std::wstring m_target; // empty: standard output
     std::wstring m_temporary;
     CKernelHandle m_file;

@@ -36,6 +36,12 @@ void CProgress::Wipe() {
         Print(STD_ERROR_HANDLE, "\r" + std::string(kLineCells, ' ') + "\r");
 }
 
+void CProgress::Show(std::string text) {
+    text.resize(kLineCells, ' ');
+    if (IsConsole(STD_ERROR_HANDLE))
+        Print(STD_ERROR_HANDLE, "\r" + text);
+}
+
 double CProgress::Seconds() const {
     LARGE_INTEGER now;
     LARGE_INTEGER perSecond;
@@ -54,9 +60,7 @@ void CProgress::Advance(std::uint64_t frames) {
     if (!m_shown || Seconds() < m_nextDrawSeconds)
         return;
     m_nextDrawSeconds = Seconds() + kDrawEverySeconds;
-    std::string line = Line();
-    line.resize(kLineCells, ' ');
-    Print(STD_ERROR_HANDLE, "\r" + line);
+    Show(Line());
 }
 
 std::string CProgress::Line() const {

@@ -14,8 +14,10 @@ public:
     CProgress(const CProgress&) = delete;
     CProgress& operator=(const CProgress&) = delete;
 
-    /// Wipes the line of a process that did not come to do it.
+    /// Wipes the line, also that of a process that did not come to do it.
     static void Wipe();
+    /// Puts another text on it.
+    static void Show(std::string text);
 
     void Advance(std::uint64_t frames);
 

@@ -8,6 +8,7 @@
 namespace {
 
 constexpr std::size_t kLongestPlainPath = 240; // folders end at 248, files at 260
+constexpr std::size_t kLongestPath = 32768;
 constexpr std::size_t kTransferBytes = 16 * 1024 * 1024;
 constexpr std::size_t kLargestSmallFile = 64 * 1024 * 1024;
 
@@ -26,10 +27,35 @@ std::wstring FullPath(const std::string& name) {
     return FullPath(Wide(name));
 }
 
+std::wstring OwnPath() {
+    std::wstring path(kLongestPath, L'\0');
+    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return path;
+}
+
+std::wstring OwnFolder() {
+    const std::wstring path = OwnPath();
+    return path.substr(0, path.find_last_of(L'\\') + 1);
+}
+
 CKernelHandle OpenHandle(
     const std::wstring& path, DWORD access, DWORD share, DWORD disposition, DWORD flags) {
     const HANDLE file = ::CreateFileW(path.c_str(), access, share, nullptr, disposition, flags, nullptr);
     return file == INVALID_HANDLE_VALUE ? CKernelHandle() : CKernelHandle(file);
+}
+
+void MakeFolder(const std::string& name) {
+    const std::wstring path = FullPath(name);
+    for (std::size_t end = path.find(L'\\');
+         end != path.npos;) { // what can't be made so is there, or shows below
+        end = path.find(L'\\', end + 1);
+        ::CreateDirectoryW(path.substr(0, end).c_str(), nullptr);
+    }
+    const DWORD error = ::GetLastError();
+    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
+        throw CError(ExitCode::Output, name,
+            "cannot be made a folder: " + SystemErrorText(error) + "; choose another place");
 }
 
 std::wstring TemporaryFolder() {

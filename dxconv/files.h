@@ -13,8 +13,17 @@ std::wstring FullPath(const std::string& name);
 /// FullPath for UTF-16.
 std::wstring FullPath(const std::wstring& name);
 
+/// The path of this program's own file.
+std::wstring OwnPath();
+
+/// The folder in which it lies, ends in a backslash.
+std::wstring OwnFolder();
+
 /// CreateFileW; null instead of INVALID_HANDLE_VALUE.
 CKernelHandle OpenHandle(const std::wstring& path, DWORD access, DWORD share, DWORD disposition, DWORD flags);
+
+/// Makes the folder, and those above it, unless they are there. Throws CError with ExitCode::Output.
+void MakeFolder(const std::string& name);
 
 /// The folder for temporary files, ends in a backslash.
 std::wstring TemporaryFolder();

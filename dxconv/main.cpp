@@ -1,4 +1,5 @@
 #include "dxconv/CError.h"
+#include "dxconv/CProgress.h"
 #include "dxconv/CommandLine.h"
 #include "dxconv/interruption.h"
 #include "dxconv/supervision.h"
@@ -14,12 +15,12 @@ namespace {
 // The verbs that run an effect in a worker; all others, the worker itself included, do their own work.
 ExitCode Supervise(const CommandLine& commandLine) {
     switch (commandLine.verb) {
-    case Verb::Convert: {
-        const ConvertOptions& options = commandLine.convert;
-        return RunSupervised({options.in, options.out, options.timeoutSeconds});
-    }
+    case Verb::Convert:
+        return SuperviseConvert(commandLine.convert);
     case Verb::Panel:
         return RunSupervised({"panel", PanelFile(commandLine.panel), 0});
+    case Verb::Doctor:
+        return RunSupervised({"doctor", {}, commandLine.doctor.timeoutSeconds});
     default:
         return RunSupervised({"scan", {}, 0});
     }
@@ -27,7 +28,8 @@ ExitCode Supervise(const CommandLine& commandLine) {
 
 bool NeedsWorker(const CommandLine& commandLine) {
     const Verb verb = commandLine.verb;
-    return verb == Verb::Convert || verb == Verb::Panel || (verb == Verb::Scan && !commandLine.scan.headless);
+    return verb == Verb::Convert || verb == Verb::Panel || verb == Verb::Doctor ||
+           (verb == Verb::Scan && !commandLine.scan.headless);
 }
 
 void RunVerb(const CommandLine& commandLine) {
@@ -38,7 +40,7 @@ void RunVerb(const CommandLine& commandLine) {
         RunConvert(commandLine.convert);
         break;
     case Verb::Effects:
-        RunEffects();
+        RunEffects(commandLine.effects);
         break;
     case Verb::List:
         RunList(commandLine.list);
@@ -51,6 +53,9 @@ void RunVerb(const CommandLine& commandLine) {
         break;
     case Verb::Panel:
         RunPanel(commandLine.panel);
+        break;
+    case Verb::Doctor:
+        RunDoctor(commandLine.doctor);
         break;
     case Verb::Version:
         RunVersion();
@@ -86,10 +91,14 @@ int wmain(int count, wchar_t** arguments) {
     try {
         code = Run(count, arguments, com);
     } catch (const CError& error) {
+        CProgress::Wipe(); // one that another process draws
         PrintErrorLine(error.what());
+        MarkReason(error.what());
         code = error.Code();
     } catch (const std::exception& error) {
-        PrintErrorLine(std::string("internal error: ") + error.what() + "; free some memory or report it");
+        const std::string line = std::string("internal error: ") + error.what();
+        PrintErrorLine(line + "; free some memory or report it");
+        MarkReason(line);
         code = ExitCode::Internal;
     }
     MarkFinished(static_cast<std::uint32_t>(code));

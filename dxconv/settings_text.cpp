@@ -13,6 +13,23 @@ constexpr std::size_t kLongestName = 1022;
 constexpr std::size_t kFixedBytes = sizeof(GUID) + sizeof(std::uint32_t);
 constexpr std::wstring_view kDigits = L"0123456789ABCDEF";
 
+// The bytes from position `first` on, for two digits each.
+template <typename T>
+T HexValue(std::wstring_view hex, std::size_t first) {
+    std::uint8_t bytes[sizeof(T)];
+    for (std::size_t i = 0; i < sizeof bytes; ++i) {
+        const std::size_t at = 2 * (first + i);
+        bytes[i] = static_cast<std::uint8_t>(kDigits.find(hex[at]) * 16 + kDigits.find(hex[at + 1]));
+    }
+    T value;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+}
+
+std::wstring_view HexPart(const std::wstring& settings) {
+    return std::wstring_view(settings).substr(settings.find(kSeparator) + kSeparator.size());
+}
+
 } // namespace
 
 std::wstring MakeSettings(
@@ -36,15 +53,14 @@ bool IsSettings(const std::wstring& settings) {
     const std::size_t separator = settings.find(kSeparator);
     if (separator > kLongestName)
         return false;
-    const std::wstring_view hex = std::wstring_view(settings).substr(separator + kSeparator.size());
+    const std::wstring_view hex = HexPart(settings);
     if (hex.find_first_not_of(kDigits) != hex.npos || hex.size() % 2 != 0 || hex.size() / 2 < kFixedBytes)
         return false;
-    std::uint8_t stateBytes[sizeof(std::uint32_t)];
-    for (std::size_t i = 0; i < sizeof stateBytes; ++i) {
-        const std::size_t at = 2 * (sizeof(GUID) + i);
-        stateBytes[i] = static_cast<std::uint8_t>(kDigits.find(hex[at]) * 16 + kDigits.find(hex[at + 1]));
-    }
-    return hex.size() / 2 - kFixedBytes >= LoadLe<std::uint32_t>(stateBytes);
+    return hex.size() / 2 - kFixedBytes >= HexValue<std::uint32_t>(hex, sizeof(GUID));
+}
+
+GUID SettingsClsid(const std::wstring& settings) {
+    return IsSettings(settings) ? HexValue<GUID>(HexPart(settings), 0) : GUID{};
 }
 
 bool DecodeTextFile(const std::vector<unsigned char>& content, std::wstring& text) {

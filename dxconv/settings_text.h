@@ -16,6 +16,10 @@ std::wstring MakeSettings(
 /// not.
 bool IsSettings(const std::wstring& settings);
 
+/// The class id of the effect. settings: a string for which IsSettings holds; of any other the answer is all
+/// zero.
+GUID SettingsClsid(const std::wstring& settings);
+
 /// The text of a file in UTF-8, or in UTF-16 with a byte-order mark, without line ends at its end.
 /// Returns false when it is no text.
 bool DecodeTextFile(const std::vector<unsigned char>& content, std::wstring& text);

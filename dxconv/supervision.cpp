@@ -1,6 +1,5 @@
 #include "dxconv/supervision.h"
 
-#include "dxconv/CChildProcess.h"
 #include "dxconv/CError.h"
 #include "dxconv/COutputFile.h"
 #include "dxconv/CProgress.h"
@@ -60,11 +59,11 @@ Cause FindCause(CChildProcess& child, ChildEnding ending, unsigned timeoutSecond
 // has either done so or not.
 OutputState SettleOutput(const WorkerPage& page, const std::wstring& temporary) {
     if (temporary.empty())
-        return page.output;
+        return page.outputState;
     const bool left = ::GetFileAttributesW(temporary.c_str()) != INVALID_FILE_ATTRIBUTES;
     ::DeleteFileW(temporary.c_str());
-    const bool toFile = page.output == OutputState::Committing && !page.streamed;
-    return toFile && !left ? OutputState::Committed : page.output.load();
+    const bool toFile = page.outputState == OutputState::Committing && !page.streamed;
+    return toFile && !left ? OutputState::Committed : page.outputState.load();
 }
 
 std::string Fate(OutputState output, const Supervision& job) {
@@ -75,30 +74,49 @@ std::string Fate(OutputState output, const Supervision& job) {
 
 } // namespace
 
-ExitCode RunSupervised(const Supervision& job) {
+CSupervisedRun::CSupervisedRun(const Supervision& job)
+    : m_job(job), m_temporary(job.output.empty() ? L"" : COutputFile::TemporaryFor(job.output)) {
     SuperviseInterruptions();
-    CChildProcess child;
-    WorkerPage& page = child.Page();
-    const std::wstring temporary = job.output.empty() ? L"" : COutputFile::TemporaryFor(job.output);
-    if (temporary.size() < WorkerPage::kLongestPath)
-        std::wcscpy(page.temporary, temporary.c_str());
-    child.Start();
-    const ChildEnding ending =
-        child.Wait({.callSeconds = job.timeoutSeconds, .cancelGraceMs = kCancelGraceMs});
-    const OutputState output = SettleOutput(page, temporary);
+    if (m_temporary.size() < WorkerPage::kLongestPath)
+        std::wcscpy(Page().temporary, m_temporary.c_str());
+}
 
+ChildLimits CSupervisedRun::Limits() const {
+    return {.callSeconds = m_job.timeoutSeconds, .cancelGraceMs = kCancelGraceMs};
+}
+
+bool CSupervisedRun::Look() {
+    const std::optional<ChildEnding> ending = m_child.Look(Limits());
+    m_ending = ending.value_or(m_ending);
+    return ending.has_value();
+}
+
+void CSupervisedRun::Wait() {
+    m_ending = m_child.Wait(Limits());
+}
+
+ExitCode CSupervisedRun::Settle() {
+    const WorkerPage& page = Page();
+    const OutputState output = SettleOutput(page, m_temporary);
     const auto said = static_cast<ExitCode>(page.exitCode.load());
     const bool finished = page.finished != 0;
-    if (finished && (said != ExitCode::Ok || child.ExitCode() == 0))
+    if (finished && (said != ExitCode::Ok || m_child.ExitCode() == 0))
         return said;
     CProgress::Wipe();
-    const Cause cause = FindCause(child, ending, job.timeoutSeconds);
+    const Cause cause = FindCause(m_child, m_ending, m_job.timeoutSeconds);
     if (finished || output == OutputState::Committed) {
-        PrintErrorLine(job.subject + ": warning: " + cause.what + " when all was done" +
-                       (job.output.empty() ? "" : "; the output is complete"));
+        PrintErrorLine(m_job.subject + ": warning: " + cause.what + " when all was done" +
+                       (m_job.output.empty() ? "" : "; the output is complete"));
         return ExitCode::Ok;
     }
     if (cause.code == ExitCode::Cancelled && output == OutputState::Unfinished)
-        ThrowIfCancelled(job.output);
-    throw CError(cause.code, job.subject, cause.what + Fate(output, job) + "; " + cause.advice);
+        ThrowIfCancelled(m_job.output);
+    throw CError(cause.code, m_job.subject, cause.what + Fate(output, m_job) + "; " + cause.advice);
+}
+
+ExitCode RunSupervised(const Supervision& job) {
+    CSupervisedRun run(job);
+    run.Start();
+    run.Wait();
+    return run.Settle();
 }

@@ -1,6 +1,7 @@
 #include "dxconv/trial.h"
 
 #include "dxconv/CChildProcess.h"
+#include "dxconv/installed_class.h"
 #include "dxconv/interruption.h"
 #include "dxconv/verdict_text.h"
 #include "dxconv/worker.h"
@@ -50,7 +51,10 @@ Trial TryInChild(const GUID& clsid, const TrialOptions& options) {
         trial.fatal = true;
         return trial;
     }
-    trial.refusal = RefusalText(trial.verdict);
+    if (trial.verdict.step == CandidateStep::Create && trial.verdict.fault == 0)
+        trial.refusal = InstallationProblem(clsid);
+    if (trial.refusal.empty())
+        trial.refusal = RefusalText(trial.verdict);
     if (trial.refusal.empty())
         trial.refusal = UseRefusalText(trial.use);
     trial.fatal = trial.verdict.fault != 0;

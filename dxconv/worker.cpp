@@ -87,7 +87,17 @@ void MarkOutput(OutputState state, bool streamed) {
     if (g_page == nullptr)
         return;
     g_page->streamed = streamed ? 1 : 0;
-    g_page->output = state;
+    g_page->outputState = state;
+}
+
+void MarkFigures(const ConversionFigures& figures) {
+    if (g_page != nullptr)
+        g_page->figures = figures;
+}
+
+void MarkReason(std::string_view line) {
+    if (g_page != nullptr)
+        line.copy(g_page->reason, WorkerPage::kLongestReason - 1);
 }
 
 void MarkFinished(std::uint32_t exitCode) {

@@ -3,6 +3,7 @@
 #include "dxconv/worker_page.h"
 
 #include <string>
+#include <string_view>
 
 // The worker's own side. In a process that is no worker the page is null and marks go nowhere.
 
@@ -30,6 +31,10 @@ std::wstring PresetTemporary();
 
 /// streamed: the output is no file that takes its place as a whole.
 void MarkOutput(OutputState state, bool streamed = false);
+
+/// For the summary of who started this process.
+void MarkFigures(const ConversionFigures& figures);
+void MarkReason(std::string_view line);
 
 /// The last thing that the worker says: what still ends it, the effect's libraries included, is no result.
 void MarkFinished(std::uint32_t exitCode);

@@ -50,8 +50,8 @@ TEST_CASE("the module sees whole blocks in order, in a format that fits its reco
     for (const auto& [body, seen] : formats) {
         const CTestFolder folder;
         const std::string file = Riff(Chunk("fmt ", body) + Chunk("data", Noise(1000) + "ab"));
-        const RunResult run =
-            Convert({"-", "-", "--settings", settings, "--log-dir", folder.Path(".")}, file);
+        const RunResult run = Convert(
+            {"-", "-", "--block-ms", "100", "--settings", settings, "--log-dir", folder.Path(".")}, file);
         CHECK((run.out == Riff(Chunk("fmt ", body) + Chunk("data", flipped + "ab"))));
         CHECK(run.err.starts_with("-: 16-bit PCM, 2 channels, 1000 Hz, 250 frames in, 250 frames out, "));
         CHECK(folder.GetUtf16("trace.log") ==

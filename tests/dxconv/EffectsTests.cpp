@@ -24,10 +24,14 @@ TEST_CASE("installed effects are listed and found by name or class id, others ar
     ::RegSetKeyValueW(HKEY_CLASSES_ROOT, synth.c_str(), L"", REG_SZ, L"", 2);
 
     const RunResult list = RunDxconv({"effects"});
+    const std::string json = RunDxconv({"effects", "--json"}).out;
+    CHECK(json.starts_with(R"({"effects":[{"clsid":"{)"));
     CHECK(list.code == 0);
     for (std::size_t n = 0; n < std::size(filters); ++n) {
         const std::string line = Utf8(ClsidText(TestClsid(n)) + L"  " + filters[n].name + L"\n");
         CHECK_MESSAGE((list.out.find(line) != list.out.npos) == (n < kOffered), line);
+        const std::string member = "\"name\":\"" + Utf8(filters[n].name) + "\"}";
+        CHECK_MESSAGE((json.find(member) != json.npos) == (n < kOffered), json);
     }
     const CTestFolder folder;
     const std::string state = folder.Put("state", "\x12\xEF");
@@ -45,6 +49,13 @@ TEST_CASE("installed effects are listed and found by name or class id, others ar
         CHECK(folder.GetUtf16("trace.log").find(" " + settings + "0200000012EF\r\n") != std::string::npos);
     }
     CHECK(convert("dxc twin").err.find("2 installed effects are called") != std::string::npos);
+    CHECK(convert("dcx cafe").err ==
+          "dxconv: effect: no installed effect is called 'dcx cafe'; did you mean 'dxc Caf\xC3\xA9'?\n");
+    for (const char* const verb : {"convert", "panel"}) {
+        const RunResult set = RunDxconv({verb, "--set", "mix=1", "--quiet"});
+        CHECK(set.code == 2);
+        CHECK(set.err.starts_with("dxconv: --set: DirectX effects have no common parameters"));
+    }
     ::RegDeleteKeyW(HKEY_CLASSES_ROOT, synth.c_str());
 }
 

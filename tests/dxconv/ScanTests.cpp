@@ -1,3 +1,4 @@
+#include "dxconv/json.h"
 #include "tests/dxconv/CInstalledEcho.h"
 #include "tests/dxconv/CRegisteredFilters.h"
 #include "tests/dxconv/fixture.h"
@@ -31,6 +32,9 @@ TEST_CASE("a headless scan says of each candidate whether it is usable and store
         CHECK(run.out.find("usable   Echo\n") != run.out.npos);
         CHECK(run.out.find("refused  SampleGrabber: has no property page\n") != run.out.npos);
         CHECK(RunDxconv({"list"}).out == "{A7ADE361-6BDB-4C04-BA8E-C85F225B50EA}  Echo\n");
+        const std::string echoJson = R"("clsid":"{A7ADE361-6BDB-4C04-BA8E-C85F225B50EA}","name":"Echo")";
+        CHECK(
+            RunDxconv({"list", "--json"}).out == R"({"stored":"complete","effects":[{)" + echoJson + "}]}\n");
         CHECK(StoredBlob() ==
               Le(1, 4) + Le(0x4C046BDBA7ADE361, 8) + Le(0xEA505B225FC88EBA, 8) + Le(4, 4) + "Echo");
 
@@ -39,6 +43,12 @@ TEST_CASE("a headless scan says of each candidate whether it is usable and store
         CHECK(run.out.find("  property pages        1\n") != run.out.npos);
         CHECK(run.out.find("  saved state           20 bytes\n") != run.out.npos);
         CHECK(run.out.ends_with("usable\n"));
+        run = RunDxconv({"check", "Echo", "--json"});
+        CHECK(run.out.starts_with("{" + echoJson + R"(,"verdict":"usable","reason":null,"steps":{)" +
+                                  R"("created":true,"propertyPages":1,"takesStereoFloat":true,)" +
+                                  R"("outputChannels":2,"framesBack":512,"pagePixels":[)"));
+        CHECK(run.out.find(R"(],"stateBytes":20,"tailMs":)") != run.out.npos);
+        CHECK(run.out.ends_with("}}\n"));
         run = RunDxconv({"check", "SampleGrabber"});
         CHECK(run.code == 5);
         CHECK(run.err == "dxconv: SampleGrabber: refused: it has no property page; choose another effect\n");
@@ -46,8 +56,10 @@ TEST_CASE("a headless scan says of each candidate whether it is usable and store
     const std::string cut = StoredBlob().substr(0, 20);
     ::RegSetKeyValueW(
         HKEY_CURRENT_USER, kKey, L"DXList", REG_BINARY, cut.data(), static_cast<DWORD>(cut.size()));
-    run = RunDxconv({"list"});
+    run = RunDxconv({"list", "--json"});
     CHECK(run.code == 5);
+    CHECK(run.out == R"({"stored":"damaged","effects":[]})"
+                     "\n");
     CHECK(run.err.find("dxconv: list: the stored list is damaged") == 0);
     RunDxconv({"scan", "--headless"});
     CHECK(StoredBlob() == Le(0, 4)); // Echo is gone
@@ -69,7 +81,10 @@ TEST_CASE("a scan outlives candidates that end its process, hang or fault, and r
         {'H', L"dxs hangs", "did not answer for 1 s when it was asked for its property page"},
         {'C', L"dxs faults", "crashed (0xC0000005) when it was asked for its property page"},
         {'L', L"dxs lingers", "did not answer for 1 s when it was released"},
-        {'R', L"dxs refuses", "has no property page", false}};
+        {'R', L"dxs refuses", "has no property page", false},
+        {'X', L"dxs is a program",
+            "is registered with a program instead of a DLL: " + Utf8(FullPath(std::string("..\\dxconv.exe"))),
+            false}};
     const auto clsid = [](char behaviour) {
         return GUID{
             static_cast<DWORD>(behaviour), 0x3C52, 0x4E0B, {0x9A, 0x41, 0x77, 0x10, 0x6C, 0xE2, 0x58, 0x01}};
@@ -84,9 +99,11 @@ TEST_CASE("a scan outlives candidates that end its process, hang or fault, and r
     {
         CRegisteredFilters registered;
         for (const auto& h : hostile)
-            registered.Add(clsid(h.behaviour), {h.name}, "hostile_effect.dll");
+            registered.Add(
+                clsid(h.behaviour), {h.name}, h.behaviour == 'X' ? "..\\dxconv.exe" : "hostile_effect.dll");
         const std::string first = scan(), again = scan(), retried = scan("--retry");
         const std::string list = RunDxconv({"list", "--refused"}).out;
+        const std::string listJson = RunDxconv({"list", "--refused", "--json"}).out;
         for (const auto& h : hostile) {
             const std::string name = Utf8(h.name), line = "refused  " + name + ": " + h.reason + "\n";
             INFO(first, "\nagain:\n", again, "\nlist:\n", list);
@@ -97,12 +114,19 @@ TEST_CASE("a scan outlives candidates that end its process, hang or fault, and r
             CHECK((again.find(line) != again.npos) == !h.skipped);
             CHECK(
                 list.find(Utf8(ClsidText(clsid(h.behaviour))) + "  " + name + ": " + h.reason) != list.npos);
+            const std::string json = "\"reason\":" + JsonText(h.reason) + ",\"skipped\":";
+            CHECK(listJson.find(json + (h.skipped ? "true}" : "false}")) != listJson.npos);
             if (h.behaviour != 'E' && h.behaviour != 'H')
                 continue;
             const RunResult check = RunDxconv({"check", name, "--timeout", "1"});
             CHECK(check.code == 5);
             CHECK(check.err == "dxconv: " + name + ": refused: it " + h.reason + "; choose another effect\n");
         }
+        const std::string wav = Riff(Chunk("fmt ", Format(1, 2, 16)) + Chunk("data", "abcd"));
+        const RunResult run = RunDxconv(
+            {"convert", "-", "-", "--settings", "x=X58000000523C0B4E9A4177106CE2580100000000"}, wav);
+        CHECK(run.code == 6);
+        CHECK(run.err.find("could not be started: it is registered with a program") != run.err.npos);
         CHECK(first.find("usable   Echo\n") != first.npos);
         CHECK(again.find("usable   Echo\n") != again.npos);
     }

@@ -131,11 +131,11 @@ private:
     static BOOL WINAPI Outlive(DWORD) { return TRUE; }
 };
 
-/// The same for `dxconv convert` with the fake module. The first arguments are IN and OUT.
+/// The same for `dxconv convert` with the fake module; OUT is replaced. The first arguments are IN and OUT.
 template <typename... Further>
 RunResult Convert(std::vector<std::string> arguments, const Further&... further) {
     arguments.insert(arguments.begin(), "convert");
-    arguments.insert(arguments.end(), {"--module", "fake_module.dll"});
+    arguments.insert(arguments.end(), {"--force", "--module", "fake_module.dll"});
     return RunDxconv(arguments, further...);
 }
 
