@@ -92,6 +92,7 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     CLI::App app("Runs DirectX audio effects over WAV files", "dxconv");
     app.allow_windows_style_options(false);
     app.footer(kFooter);
+    app.set_version_flag("--version", "dxconv " DXCONV_VERSION, "Prints the version");
     AddConvert(app, result.convert);
     app.add_subcommand("effects", "Lists the installed effects: class id and name");
     CLI::App* list = app.add_subcommand("list", "Lists the effects that the last scan stored as usable");
@@ -113,6 +114,8 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
         result.verb = kVerbs.at(app.get_subcommands().front()->get_name());
     } catch (const CLI::CallForHelp&) {
         Print(STD_OUTPUT_HANDLE, app.help());
+    } catch (const CLI::CallForVersion& version) {
+        Print(STD_OUTPUT_HANDLE, std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
         const std::string what = error.what();
         const std::size_t colon = what.starts_with("--") ? what.find(": ") : what.npos;

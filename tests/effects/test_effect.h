@@ -15,19 +15,21 @@ inline constexpr GUID CLSID_TestPage = {
 
 /// Each call that enters the effect, its pins, its samples or its page. PageWindow: WM_DESTROY to its window.
 /// In the order in which a conversion and an editor come to them.
-#define TEST_EFFECT_PLACES(X)                                                                                \
-    X(None)                                                                                                  \
-    X(GetClassObject)                                                                                        \
-    X(CreateEffect)                                                                                          \
-    X(QueryBaseFilter) X(AddRefEffect) X(QueryPages) X(GetPages) X(CreatePage) X(QueryPage) X(SetPageSite)   \
-        X(SetObjects) X(GetPageInfo) X(JoinGraph) X(SetSyncSource) X(EnumPins) X(NextPin) X(ReleasePinEnum)  \
-            X(InputPinInfo) X(OutputPinInfo) X(InputDirection) X(OutputDirection) X(InputConnectedTo)        \
-                X(OutputConnectedTo) X(QueryMemInput) X(ReceiveConnection) X(InputRequirements)              \
-                    X(InputGetAllocator) X(NotifyAllocator) X(OutputConnect) X(Pause) X(Run) X(QueryPersist) \
-                        X(Load) X(Receive) X(ReceiveAfterDelivery) X(SampleAddRef) X(SampleRelease)          \
-                            X(SampleLength) X(SampleSize) X(SamplePointer) X(Save) X(Activate) X(Show)       \
-                                X(PageWindow) X(Deactivate) X(Stop) X(InputDisconnect) X(OutputDisconnect)   \
-                                    X(LeaveGraph) X(LastPageRelease) X(LastEffectRelease)
+// clang-format off
+#define TEST_EFFECT_PLACES(X)                                                                               \
+    X(None)                                                                                                 \
+    X(GetClassObject)                                                                                       \
+    X(CreateEffect) X(QueryBaseFilter) X(AddRefEffect) X(QueryPages) X(GetPages) X(CreatePage) X(QueryPage) \
+        X(SetPageSite) X(SetObjects) X(GetPageInfo) X(JoinGraph) X(SetSyncSource) X(EnumPins) X(NextPin)    \
+            X(ReleasePinEnum) X(InputPinInfo) X(OutputPinInfo) X(InputDirection) X(OutputDirection)         \
+                X(InputConnectedTo) X(OutputConnectedTo) X(QueryMemInput) X(ReceiveConnection)              \
+                    X(InputRequirements) X(InputGetAllocator) X(NotifyAllocator) X(OutputConnect) X(Pause)  \
+                        X(Run) X(QueryPersist) X(Load) X(Receive) X(ReceiveAfterDelivery) X(SampleAddRef)   \
+                            X(SampleRelease) X(SampleLength) X(SampleSize) X(SamplePointer) X(Save)         \
+                                X(Activate) X(Show) X(PageWindow) X(Deactivate) X(Stop) X(InputDisconnect)  \
+                                    X(OutputDisconnect) X(LeaveGraph) X(LastPageRelease)                    \
+                                        X(LastEffectRelease)
+// clang-format on
 #define TEST_EFFECT_PLACE(name) name,
 enum class Place : int { TEST_EFFECT_PLACES(TEST_EFFECT_PLACE) Count };
 #undef TEST_EFFECT_PLACE
