@@ -23,6 +23,10 @@ for file in README.md CHANGELOG.md LICENSE dsp/dsp_api.h docs/testing.md licence
 done
 leftover=$(find . -name '*.a' -o -name '*.h' ! -path './dsp/dsp_api.h' ! -path './examples/*')
 [ -z "$leftover" ] || die "$name.zip: $leftover should not be in it"
+for file in dxwrapper.dll dxconv.exe echo.dll; do
+    texts=$(i686-w64-mingw32-strings -el "$file")
+    grep -A 1 -x FileVersion <<<"$texts" | grep -x "$version" >/dev/null || die "$file: its version block is not $version's"
+done
 
 trap 'timeout 30 wineserver -k || true' EXIT
 timeout 180 wineboot -i >/dev/null 2>&1 </dev/null || die "making the Wine prefix failed"
