@@ -5,7 +5,7 @@ install(FILES README.md CHANGELOG.md SECURITY.md LICENSE packaging/install.cmd p
 install(FILES dsp/dsp_api.h DESTINATION dsp)
 install(DIRECTORY docs DESTINATION .)
 if(EXISTS ${CMAKE_SOURCE_DIR}/examples)
-    install(DIRECTORY examples DESTINATION .)
+    install(DIRECTORY examples DESTINATION . PATTERN CMakeLists.txt EXCLUDE)
 endif()
 
 # Linked in, and their licences want to be passed on.

@@ -16,7 +16,7 @@ xui           support
 config        dxhost xui support resources dsp/CMemBuff.h dsp/CLockObj.h
 dsp           config dxhost support resources version.h
 effects/echo  dxhost/base support resources version.h
-dxconv        config support dsp/dsp_api.h dxhost/CDXClient.h
+dxconv        config support dsp/dsp_api.h dxhost/CDXClient.h effects/echo/guids.h
 resources     version.h
 examples      dsp/dsp_api.h
 bench         config dsp dxconv dxhost dxhost/base effects/echo support
