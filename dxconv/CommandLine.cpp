@@ -151,6 +151,7 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
     CLI::App app("Runs DirectX audio effects over WAV files", "dxconv");
     app.allow_windows_style_options(false);
     app.footer(std::string(kFooter) + "\n\n'dxconv VERB --help' tells more of a verb, with examples.");
+    app.set_version_flag("--version", "dxconv " DXCONV_VERSION, "Prints the version");
     AddConvert(app, result.convert);
     AddEffects(app, result.effects);
     AddList(app, result.list);
@@ -173,6 +174,8 @@ CommandLine ParseCommandLine(std::vector<std::string> arguments) {
             CheckNames(result.convert);
     } catch (const CLI::CallForHelp&) {
         Print(STD_OUTPUT_HANDLE, app.help());
+    } catch (const CLI::CallForVersion& version) {
+        Print(STD_OUTPUT_HANDLE, std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
         if (setsParameter)
             throw CError(ExitCode::Usage, "--set",

@@ -24,13 +24,13 @@ std::string JsonText(std::string_view utf8) {
 std::string JsonList(const std::vector<std::string>& values) {
     std::string json = "[";
     for (const std::string& value : values)
-        json += (json.size() == 1 ? "" : ",") + value;
+        json.append(json.size() == 1 ? "" : ",").append(value);
     return json + ']';
 }
 
 std::string JsonObject(const std::vector<std::pair<std::string, std::string>>& members) {
     std::string json = "{";
     for (const auto& [key, value] : members)
-        json += (json.size() == 1 ? "\"" : ",\"") + key + "\":" + value;
+        json.append(json.size() == 1 ? "\"" : ",\"").append(key).append("\":").append(value);
     return json + '}';
 }

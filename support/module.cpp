@@ -8,8 +8,7 @@ HINSTANCE ModuleHandle() {
 
 HMODULE HoldModuleOf(const void* address) {
     HMODULE module = nullptr;
-    ::GetModuleHandleExW(
-        GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, static_cast<LPCWSTR>(address), &module);
+    ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, static_cast<LPCWSTR>(address), &module);
     return module;
 }
 

@@ -1,7 +1,7 @@
 # Shared by the scripts: step lines, logs, private Wine prefixes and their display. Source it from the top folder.
 
 export WINEARCH=win32 WINEDLLOVERRIDES="mscoree,mshtml=" WINEDEBUG=-all LC_ALL=C.UTF-8
-export WINEPREFIX=$PWD/build/wine # release builds; tests of checked builds have build/wine-checked
+export WINEPREFIX=$PWD/build/wine # release builds; tests of other builds have build/wine-PRESET
 
 say() { printf '%s\n' "$*"; }
 die() {
@@ -50,7 +50,7 @@ start_display() {
 stop_display() {
     set +e # the script's own status stays
     local prefix
-    for prefix in "$PWD/build/wine" "$PWD/build/wine-checked"; do
+    for prefix in "$PWD/build/wine" "$PWD"/build/wine-*; do
         [ -d "$prefix" ] && WINEPREFIX=$prefix timeout 30 wineserver -k >/dev/null 2>&1
     done
     [ -n "${display_pid:-}" ] && kill "$display_pid" 2>/dev/null
@@ -62,4 +62,10 @@ build() { # PRESET TARGET...
     shift
     quietly "build: configuring $preset" cmake --preset "$preset"
     quietly "build: compiling $preset" cmake --build --preset "$preset" --target "$@"
+}
+
+own_files() { # SUFFIX...: the project's files that end so, one a line
+    local suffix names=()
+    for suffix in "$@"; do names+=(-o -name "*$suffix"); done
+    find . \( -path ./build -o -path ./.git \) -prune -o -type f \( "${names[@]:1}" \) -print | sed 's|^\./||' | sort
 }

@@ -15,6 +15,7 @@ inline constexpr GUID CLSID_TestPage = {
 
 /// Each call that enters the effect, its pins, its samples or its page. PageWindow: WM_DESTROY to its window.
 /// In the order in which a conversion and an editor come to them.
+// clang-format off
 #define TEST_EFFECT_PLACES(X)                                                                               \
     X(None)                                                                                                 \
     X(GetClassObject)                                                                                       \
@@ -28,6 +29,7 @@ inline constexpr GUID CLSID_TestPage = {
                                 X(Activate) X(Show) X(PageWindow) X(Deactivate) X(Stop) X(InputDisconnect)  \
                                     X(OutputDisconnect) X(LeaveGraph) X(LastPageRelease)                    \
                                         X(LastEffectRelease)
+// clang-format on
 #define TEST_EFFECT_PLACE(name) name,
 enum class Place : int { TEST_EFFECT_PLACES(TEST_EFFECT_PLACE) Count };
 #undef TEST_EFFECT_PLACE

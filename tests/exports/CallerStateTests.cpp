@@ -58,9 +58,9 @@ struct Modes {
     std::uint32_t mxcsr;
 };
 
-const Modes kModes[] = {{"as the C run-time has them", 0x037F, 0x1F80},
-    {"24-bit precision", 0x007F, 0x1F80}, {"rounding up, flushing to zero", 0x0B7F, 0xDFC0},
-    {"rounding down, truncating", 0x077F, 0x7F80}, {"everything unmasked", 0x0240, 0x0000}};
+const Modes kModes[] = {{"as the C run-time has them", 0x037F, 0x1F80}, {"24-bit precision", 0x007F, 0x1F80},
+    {"rounding up, flushing to zero", 0x0B7F, 0xDFC0}, {"rounding down, truncating", 0x077F, 0x7F80},
+    {"everything unmasked", 0x0240, 0x0000}};
 
 std::uint16_t ControlWord() {
     std::uint16_t control = 0;
