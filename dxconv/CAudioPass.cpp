@@ -11,10 +11,16 @@ namespace {
 constexpr std::uint64_t kLargestBlockBytes = std::uint64_t{16} * 1024 * 1024; // longer blocks are cut to this
 constexpr std::size_t kPieceBytes = 1024 * 1024; // read and written at once, in whole blocks
 
+// Every block has its price (the module's lock, for one), so few suit. But Ctrl+C and the progress line wait
+// for a block to end.
+constexpr unsigned kLongestOwnMs = 5000;
+
 std::size_t BlockBytes(const WavFormat& stream, unsigned blockMs) {
-    const std::uint64_t frames = std::uint64_t{stream.samplesPerSec} * blockMs / 1000;
+    const unsigned longestMs = blockMs == 0 ? kLongestOwnMs : blockMs;
+    const std::uint64_t longestBytes = blockMs == 0 ? kPieceBytes : kLargestBlockBytes;
+    const std::uint64_t frames = std::uint64_t{stream.samplesPerSec} * longestMs / 1000;
     return static_cast<std::size_t>(
-        std::clamp<std::uint64_t>(frames, 1, kLargestBlockBytes / stream.blockAlign) * stream.blockAlign);
+        std::clamp<std::uint64_t>(frames, 1, longestBytes / stream.blockAlign) * stream.blockAlign);
 }
 
 } // namespace

@@ -18,7 +18,8 @@ public:
         CProgress& progress;
     };
 
-    /// output: OUT as the user knows it, for the case that Ctrl+C ends the pass.
+    /// blockMs: 0 for blocks as long as suits. output: OUT as the user knows it, for the case that Ctrl+C
+    /// ends the pass.
     CAudioPass(const Parts& parts, unsigned blockMs, std::string output);
 
     /// All the audio, from the reader to the writer; the last block is marked.

@@ -77,9 +77,10 @@ void AddConvert(CLI::App& app, ConvertOptions& options) {
     const SettingsOptions settings = AddSettings(*convert, options.settings, options.settingsFile);
     convert->add_option("--state-file", options.stateFile, "File with the effect's state")->needs(effect);
     effect->excludes(settings.text)->excludes(settings.file);
-    convert->add_option("--block-ms", options.blockMs, "Milliseconds of audio per block")
-        ->check(CLI::Range(1, 60000))
-        ->capture_default_str();
+    convert
+        ->add_option("--block-ms", options.blockMs,
+            "Milliseconds of audio per block; at most 5000 and a megabyte when not given")
+        ->check(CLI::Range(1, 60000));
     AddTimeout(*convert, options.timeoutSeconds, "Longest time that one call into the effect may take");
     convert->add_option("--log-dir", options.logDir, "Folder for the module's logs");
     convert->add_flag("--quiet", options.quiet, "No progress and no summary");

@@ -19,7 +19,7 @@ struct ConvertOptions {
     std::string settingsFile;
     std::string logDir;
     std::string module;
-    unsigned blockMs = 1000;       // 1 .. 60000
+    unsigned blockMs = 0;          // 1 .. 60000; 0: as long as suits
     unsigned timeoutSeconds = 300; // for one call into the effect; 0: none
     unsigned jobs = 0;             // workers at once; 0: one a processor
     bool skipExisting = false;

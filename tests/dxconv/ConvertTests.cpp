@@ -60,6 +60,22 @@ TEST_CASE("the module sees whole blocks in order, in a format that fits its reco
     }
 }
 
+TEST_CASE("audio of many megabytes arrives whole and in order, in blocks of any length") {
+    std::string audio = Noise(4 * 800'001), flipped = audio;
+    for (char& byte : flipped)
+        byte = static_cast<char>(byte ^ 165);
+    const std::string settings = FakeSettings("xor 165"), head = Chunk("fmt ", Format(1, 2, 16, 44100));
+    for (const std::vector<std::string>& further :
+        {std::vector<std::string>{}, {"--block-ms", "999"}, {"--block-ms", "7000"}}) {
+        const CTestFolder folder;
+        std::vector<std::string> arguments = {folder.Put("in.wav", Riff(head + Chunk("data", audio))),
+            folder.Path("out.wav"), "--quiet", "--settings", settings};
+        arguments.insert(arguments.end(), further.begin(), further.end());
+        CHECK(Convert(arguments).err == "");
+        CHECK((folder.Get("out.wav") == Riff(head + Chunk("data", flipped))));
+    }
+}
+
 TEST_CASE("all audio that is there is converted, whatever the sizes say, and with the tail they are right") {
     const std::size_t after = kAfter.size();
     const struct {

@@ -1,6 +1,6 @@
 #include "dxconv/CError.h"
 #include "dxconv/CInputFile.h"
-#include "dxconv/COutputFile.h"
+#include "dxconv/CWriteBehind.h"
 #include "tests/dxconv/fixture.h"
 
 namespace {
@@ -163,6 +163,18 @@ TEST_CASE("a disk that takes no more and an input that shrinks are errors, and n
         CHECK_THROWS_WITH_AS(output.WriteAt(std::uint64_t{1} << 62, "a", 1),
             doctest::Contains("out.wav: cannot be written: "), CError);
         CHECK(folder.Count() == 2);
+    }
+    {
+        COutputFile gone(folder.Path("gone.wav"));
+        gone.Commit();
+        CInputFile input(path);
+        CWavReader reader(input, "in.wav");
+        CWavWriter writer(gone, reader);
+        std::vector<std::uint8_t> piece(100);
+        CWriteBehind behind(writer);
+        behind.Write(piece);
+        CHECK_THROWS_WITH_AS(behind.Finish(), doctest::Contains("gone.wav: cannot be written: "), CError);
+        ::DeleteFileW(FullPath(folder.Path("gone.wav")).c_str());
     }
     CHECK(folder.Count() == 1);
 
