@@ -26,6 +26,7 @@ constexpr std::uint32_t kPieceFrames = CFmtConverter::kScratchFrames;
 constexpr std::size_t kPieceBytes = kPieceFrames * 2 * sizeof(float);
 constexpr std::uint32_t kPieces = 128; // in a long block: it stays in the second-level cache
 constexpr unsigned kRounds = 301;
+constexpr double kQuantile = 0.1; // of the rounds: a block waits for its lock in another process
 constexpr double kNano = 1e-9;
 constexpr double kMicro = 1e-6;
 
@@ -54,8 +55,9 @@ volatile std::size_t g_pieceBytes = kPieceBytes;
 // The parts of the path by themselves, over the memory that a long block walks.
 class CParts {
 public:
-    explicit CParts(const WAVEFORMATEX& format)
-        : m_block(Noise(std::size_t{kPieces} * kPieceFrames * format.nBlockAlign)), m_sample(kPieceBytes) {
+    /// block: kPieces pieces of host frames, borrowed.
+    CParts(const WAVEFORMATEX& format, std::vector<std::uint8_t>& block)
+        : m_block(block), m_sample(kPieceBytes) {
         m_converter->Init(format.wFormatTag, format.wBitsPerSample, format.nChannels);
     }
 
@@ -89,7 +91,7 @@ public:
     }
 
 private:
-    std::vector<std::uint8_t> m_block;
+    std::vector<std::uint8_t>& m_block;
     std::vector<std::uint8_t> m_sample;
     const std::unique_ptr<CFmtConverter> m_converter = std::make_unique<CFmtConverter>();
     CEffectRig m_rig{kPieceFrames};
@@ -109,12 +111,12 @@ void Pieces() {
         std::vector<std::uint8_t> block = Noise(bytes);
         CModuleHost host;
         host.Begin(format);
-        CParts work(format);
-        std::vector<double> seconds =
-            MedianSeconds({[&] { host.Pass(block.data(), bytes); }, [&] { host.Pass(block.data(), 0); },
-                              [&] { work.Convert(); }, [&] { work.Receive(); }, [&] { work.Copy(5); },
-                              [&] { work.Copy(1); }, [&] { work.Guard(); }, [&] { work.EnterAndLeave(); }},
-                kRounds);
+        CParts work(format, block);
+        std::vector<double> seconds = SecondsAt(kQuantile,
+            {[&] { host.Pass(block.data(), bytes); }, [&] { host.Pass(block.data(), 0); },
+                [&] { work.Convert(); }, [&] { work.Receive(); }, [&] { work.Copy(5); },
+                [&] { work.Copy(1); }, [&] { work.Guard(); }, [&] { work.EnterAndLeave(); }},
+            kRounds);
         for (double& value : seconds)
             value /= kPieces * kNano;
         const double whole = seconds[0] - seconds[1];
@@ -140,11 +142,12 @@ void PerBlock() {
     host.Begin(HostFormat(WAVE_FORMAT_PCM, 16));
     const CKernelHandle mutex(::CreateMutexW(nullptr, FALSE, nullptr));
     std::uint8_t none = 0;
-    const std::vector<double> seconds = MedianSeconds({[&] { host.Pass(&none, 0); },
-                                                          [&] {
-                                                              ::WaitForSingleObject(mutex.Get(), INFINITE);
-                                                              ::ReleaseMutex(mutex.Get());
-                                                          }},
+    const std::vector<double> seconds = SecondsAt(kQuantile,
+        {[&] { host.Pass(&none, 0); },
+            [&] {
+                ::WaitForSingleObject(mutex.Get(), INFINITE);
+                ::ReleaseMutex(mutex.Get());
+            }},
         kRounds);
     PrintRow({"empty block", seconds[0] / kMicro, "wait and release", seconds[1] / kMicro, 1.1});
 }
@@ -162,7 +165,7 @@ void BlockSizes(const char* chartFile) {
     std::vector<std::function<void()>> work{[&] { host.Pass(block.data(), 0); }};
     for (const std::size_t frames : kSizes)
         work.push_back([&, frames] { host.Pass(block.data(), frames * format.nBlockAlign); });
-    const std::vector<double> seconds = MedianSeconds(work);
+    const std::vector<double> seconds = SecondsAt(kQuantile, work, kRounds / 3);
     const double lock = seconds[0];
     const double piece = seconds[1] - lock;
     constexpr std::size_t kLong = 6; // 65,536 frames
@@ -197,7 +200,7 @@ void FirstAndMillionth() {
         old.Pass(block.data(), bytes);
     CModuleHost fresh;
     fresh.Begin(format);
-    const std::vector<double> seconds = MedianSeconds(
+    const std::vector<double> seconds = SecondsAt(kQuantile,
         {[&] { old.Pass(block.data(), bytes); }, [&] { fresh.Pass(block.data(), bytes); }}, kRounds);
     PrintRow({"after a million blocks", seconds[0] / kPieceFrames / kNano, "a new instance",
         seconds[1] / kPieceFrames / kNano, 1.1});
