@@ -27,13 +27,13 @@ std::size_t CallsPerTurn(const std::function<void()>& work) {
     }
 }
 
+} // namespace
+
 double At(double quantile, std::vector<double> values) {
     const auto place = static_cast<std::ptrdiff_t>(quantile * static_cast<double>(values.size() - 1));
     std::nth_element(values.begin(), values.begin() + place, values.end());
     return values[static_cast<std::size_t>(place)];
 }
-
-} // namespace
 
 double Median(std::vector<double> values) {
     return At(0.5, std::move(values));

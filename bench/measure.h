@@ -16,6 +16,7 @@ std::vector<double> SecondsAt(
     double quantile, const std::vector<std::function<void()>>& contenders, unsigned rounds);
 
 double Median(std::vector<double> values);
+double At(double quantile, std::vector<double> values);
 
 /// Makes the compiler believe that the memory is read and written here.
 inline void Touch(void* memory) {
