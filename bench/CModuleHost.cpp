@@ -9,6 +9,8 @@ namespace {
 // Echo with the settings that it starts with: its class and no state.
 constexpr wchar_t kEchoSettings[] = L"Echo=X61E3ADA7DB6B044CBA8EC85F225B50EA00000000";
 
+constexpr wchar_t kNoEffect[] = L"=X0000000000000000000000000000000000000000";
+
 HMODULE LoadModule() {
     wchar_t path[MAX_PATH] = L"";
     ::GetModuleFileNameW(nullptr, path, MAX_PATH);
@@ -73,4 +75,9 @@ void CModuleHost::Pass(void* data, std::size_t bytes) {
 void CModuleHost::End() {
     m_end(m_instance, 0);
     m_after(m_instance, 0);
+}
+
+void CModuleHost::Drop() {
+    const DSPConversionInfo info{{0, 0, 0}, &m_block.wfx.ex};
+    m_begin(m_instance, &info, kNoEffect); // refused, once the effect is gone
 }

@@ -24,6 +24,8 @@ public:
     /// One normal block, processed in place.
     void Pass(void* data, std::size_t bytes);
     void End();
+    /// Lets the effect go, which the instance else keeps after a conversion.
+    void Drop();
 
 private:
     template <typename Function>

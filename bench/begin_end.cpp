@@ -166,10 +166,9 @@ private:
 
 void Report() {
     PrintSection("Beginning and ending a conversion",
-        "Warm, with Echo: `DSP_BeginConversion` (it replaces the effect of the conversion before), "
-        "`DSP_EndConversion` and `DSP_AfterConversion`. Against the same calls into the platform and the "
-        "effect "
-        "made bare, in the same rounds.");
+        "Warm, with Echo: `DSP_BeginConversion`, `DSP_EndConversion`, `DSP_AfterConversion`, and the effect "
+        "let go. "
+        "Against the same calls into the platform and the effect made bare, in the same rounds.");
     PrintTableHead("µs");
     CModuleHost host;
     CBareConnection bare;
@@ -178,6 +177,7 @@ void Report() {
         {[&] {
              host.Begin(format);
              host.End();
+             host.Drop(); // the bare connection must not find a graph manager alive
          },
             [&] { bare.Run(); }},
         kRounds);
