@@ -68,7 +68,8 @@ public:
             else
                 result = call();
         };
-        if (m_modesAreKept ? RunCaught(body, &fault) : RunGuarded(body, &fault))
+        if (m_modesAreKept.load(std::memory_order_relaxed) ? RunCaught(body, &fault)
+                                                           : RunGuarded(body, &fault))
             return result;
         Condemn(fault);
         return kFaulted;
@@ -85,12 +86,14 @@ public:
     /// end instead of after each call.
     class CModesKept {
     public:
-        explicit CModesKept(CForeignGuard& guard) : m_guard(guard) { guard.m_modesAreKept = true; }
-        ~CModesKept() { m_guard.m_modesAreKept = false; }
+        explicit CModesKept(CForeignGuard& guard) : m_guard(guard) { Tell(true); }
+        ~CModesKept() { Tell(false); }
         CModesKept(const CModesKept&) = delete;
         CModesKept& operator=(const CModesKept&) = delete;
 
     private:
+        void Tell(bool kept) { m_guard.m_modesAreKept.store(kept, std::memory_order_relaxed); }
+
         CForeignGuard& m_guard;
         const CKeptModes m_modes;
     };
