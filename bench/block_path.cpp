@@ -178,8 +178,8 @@ void BlockSizes(const char* chartFile) {
         const double sum = lock + static_cast<double>((kSizes[n] + kPieceFrames - 1) / kPieceFrames) * piece +
                            frames * frame;
         points.push_back({frames, seconds[n + 1] / frames / kNano, sum / frames / kNano});
-        PrintRow(
-            {WithCommas(kSizes[n]) + " frames", points.back().y, "its parts", points.back().expected, 1.25});
+        PrintRow({"blocks of " + WithCommas(kSizes[n]), points.back().y, "its parts", points.back().expected,
+            1.25});
     }
     if (chartFile != nullptr &&
         !WriteChart(
