@@ -10,7 +10,7 @@ namespace {
 constexpr double kWidth = 560;
 constexpr double kHeight = 260;
 constexpr double kLeft = 62;
-constexpr double kRight = 16;
+constexpr double kRight = 36;
 constexpr double kTop = 30;
 constexpr double kBottom = 40;
 
