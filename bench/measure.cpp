@@ -30,14 +30,23 @@ std::size_t CallsPerTurn(const std::function<void()>& work) {
 
 } // namespace
 
+double At(double quantile, std::vector<double> values) {
+    const auto place = static_cast<std::ptrdiff_t>(quantile * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), values.begin() + place, values.end());
+    return values[static_cast<std::size_t>(place)];
+}
+
 double Median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    return At(0.5, std::move(values));
 }
 
 std::vector<double> MedianSeconds(const std::vector<std::function<void()>>& contenders, unsigned rounds,
     const std::function<void()>& beforeTurn) {
+    return SecondsAt(0.5, contenders, rounds, beforeTurn);
+}
+
+std::vector<double> SecondsAt(double quantile, const std::vector<std::function<void()>>& contenders,
+    unsigned rounds, const std::function<void()>& beforeTurn) {
     std::vector<std::size_t> calls;
     for (const auto& work : contenders) {
         beforeTurn();
@@ -49,8 +58,9 @@ std::vector<double> MedianSeconds(const std::vector<std::function<void()>>& cont
             beforeTurn();
             seconds[n].push_back(SecondsOf(contenders[n], calls[n]) / static_cast<double>(calls[n]));
         }
-    std::vector<double> medians;
+    std::vector<double> results;
+    results.reserve(seconds.size());
     for (auto& values : seconds)
-        medians.push_back(Median(std::move(values)));
-    return medians;
+        results.push_back(At(quantile, std::move(values)));
+    return results;
 }

@@ -23,3 +23,18 @@ void PrintRow(const Comparison& row) {
         std::printf(" | |\n");
     std::fflush(stdout);
 }
+
+void PrintParts(const std::string& whole, const std::string& unit, const std::vector<Part>& parts) {
+    std::printf("\n| %s | %s | share |\n|---|--:|--:|\n", whole.c_str(), unit.c_str());
+    for (const Part& part : parts)
+        std::printf("| %s | %.3g | %.0f %% |\n", part.what.c_str(), part.value,
+            100 * part.value / parts.front().value);
+    std::fflush(stdout);
+}
+
+std::string WithCommas(unsigned long long number) {
+    std::string text = std::to_string(number);
+    for (std::size_t at = text.size(); at > 3;)
+        text.insert(at -= 3, 1, ',');
+    return text;
+}

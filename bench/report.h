@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 // What a benchmark prints: Markdown, on the standard output.
 
@@ -21,3 +22,14 @@ struct Comparison {
 
 /// One line of the table: ours, the peer's, their ratio, the goal and whether it is met.
 void PrintRow(const Comparison& comparison);
+
+struct Part {
+    std::string what;
+    double value;
+};
+
+/// A table of what something is made of, each part also as a share of the first, which is the whole.
+void PrintParts(const std::string& whole, const std::string& unit, const std::vector<Part>& parts);
+
+/// 65536 as "65,536".
+std::string WithCommas(unsigned long long number);

@@ -137,7 +137,7 @@ DWORD clDSP::PassAudioBlock(DSPAudioBlock* given) {
 // The host's memory is the host's word, and the effect's samples are the effect's: what is not there, or not
 // so long, fails the call.
 bool clDSP::Convert(FmtRoutine routine, std::uint8_t** cursor, std::uint32_t frames, float* stereo) {
-    if (RunGuarded([&] { routine(cursor, frames, stereo, m_converter.channels); }))
+    if (RunCaught([&] { routine(cursor, frames, stereo, m_converter.channels); }))
         return true;
     const bool samplesThere =
         RunGuarded([&] { std::memmove(m_converter.scratch, stereo, frames * 2 * sizeof(float)); });
@@ -181,7 +181,7 @@ bool clDSP::FlushTail(const CAudioFormat& format, CMemBuff& tail) {
             return false;
         }
         bool silent = false;
-        if (!RunGuarded([&] { silent = IsSilent(processed, kPieceFrames); })) {
+        if (!RunCaught([&] { silent = IsSilent(processed, kPieceFrames); })) {
             Fail(kFillBuffer, kPassAudioBlock); // its samples are not where it says
             return false;
         }

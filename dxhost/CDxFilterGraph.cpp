@@ -267,6 +267,7 @@ HRESULT CDxFilterGraph::Process(const float** data, std::int32_t frames) {
         return E_FAIL;
     if (frames < 1 || frames > m_blockLimit)
         return E_INVALIDARG;
+    const CForeignGuard::CModesKept modes(*m_guard);
     const REFERENCE_TIME start = m_position * kTicksPerSecond / m_sampleRate;
     // An effect that gives nothing for this block must not be answered with the block before.
     m_renderer->ReleaseSample();

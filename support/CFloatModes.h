@@ -30,3 +30,28 @@ private:
     std::uint8_t m_environment[28]; // fnstenv, 32-bit protected mode
     std::uint32_t m_mxcsr;
 };
+
+/// Puts the control word and MXCSR back at the end of a scope if they were changed in it; what lies on the
+/// x87 stack stays. Cheap where nothing was changed.
+class CKeptModes {
+public:
+    CKeptModes() : m_control(ControlWord()), m_mxcsr(_mm_getcsr()) {}
+    ~CKeptModes() {
+        if (ControlWord() != m_control)
+            asm volatile("fnclex\n\tfldcw %0" : : "m"(m_control));
+        if (_mm_getcsr() != m_mxcsr)
+            _mm_setcsr(m_mxcsr);
+    }
+    CKeptModes(const CKeptModes&) = delete;
+    CKeptModes& operator=(const CKeptModes&) = delete;
+
+private:
+    static std::uint16_t ControlWord() {
+        std::uint16_t control = 0;
+        asm volatile("fnstcw %0" : "=m"(control));
+        return control;
+    }
+
+    const std::uint16_t m_control;
+    const std::uint32_t m_mxcsr;
+};

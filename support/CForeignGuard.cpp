@@ -1,11 +1,8 @@
 #include "support/CForeignGuard.h"
 
-#include "support/CFloatModes.h"
 #include "support/module.h"
 
-#include <immintrin.h>
 #include <malloc.h>
-#include <cstdint>
 
 namespace {
 
@@ -65,12 +62,6 @@ __attribute__((noinline)) bool RunFramed(
     return returned;
 }
 
-std::uint16_t ControlWord() {
-    std::uint16_t control = 0;
-    asm volatile("fnstcw %0" : "=m"(control));
-    return control;
-}
-
 // Is there a guard page below the part of this thread's stack that is in use?
 bool HasStackGuard() {
     MEMORY_BASIC_INFORMATION pages{};
@@ -87,25 +78,22 @@ bool HasStackGuard() {
 
 } // namespace
 
+bool RunCaught(Body body, void* context, ForeignFault* fault) noexcept {
+    FaultFrame frame;
+    if (RunFramed(body, context, &frame))
+        return true;
+    asm volatile("cld");
+    CFloatModes::SetDefault();
+    if (frame.fault.code == EXCEPTION_STACK_OVERFLOW)
+        ::_resetstkoflw();
+    if (fault != nullptr)
+        *fault = frame.fault;
+    return false;
+}
+
 bool RunGuarded(Body body, void* context, ForeignFault* fault) noexcept {
-    const std::uint16_t control = ControlWord();
-    const std::uint32_t mxcsr = _mm_getcsr();
-    FaultFrame frame{};
-    const bool returned = RunFramed(body, context, &frame);
-    if (!returned) {
-        asm volatile("cld\n\tfninit\n\tfldcw %0" : : "m"(control));
-        _mm_setcsr(mxcsr);
-        if (frame.fault.code == EXCEPTION_STACK_OVERFLOW)
-            ::_resetstkoflw();
-        if (fault != nullptr)
-            *fault = frame.fault;
-        return false;
-    }
-    if (ControlWord() != control)
-        asm volatile("fnclex\n\tfldcw %0" : : "m"(control));
-    if (_mm_getcsr() != mxcsr)
-        _mm_setcsr(mxcsr);
-    return true;
+    const CKeptModes modes;
+    return RunCaught(body, context, fault);
 }
 
 // Only where the page is really gone: where the run-time guards the page in use, other threads that look at

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/CFloatModes.h"
+
 #include <windows.h>
 #include <atomic>
 #include <memory>
@@ -30,6 +32,16 @@ bool RunGuarded(Body&& body, ForeignFault* fault = nullptr) noexcept {
     return RunGuarded([](void* context) { (*static_cast<Plain*>(context))(); }, &body, fault);
 }
 
+/// The same, without a look at the floating-point modes, which costs several times the rest: for a body that
+/// leaves them alone, or under a CKeptModes. After a fault they are the default ones.
+bool RunCaught(void (*body)(void*), void* context, ForeignFault* fault) noexcept;
+
+template <typename Body>
+bool RunCaught(Body&& body, ForeignFault* fault = nullptr) noexcept {
+    using Plain = std::remove_reference_t<Body>;
+    return RunCaught([](void* context) { (*static_cast<Plain*>(context))(); }, &body, fault);
+}
+
 /// For after a call that ran window procedures: where the system swallows a stack overflow in one of those,
 /// the stack is left without its guard page, and the next overflow would end the process. Nothing happens
 /// where the page is there.
@@ -50,15 +62,14 @@ public:
             return kFaulted;
         HRESULT result = S_OK;
         ForeignFault fault;
-        const bool returned = RunGuarded(
-            [&] {
-                if constexpr (std::is_void_v<decltype(call())>)
-                    call();
-                else
-                    result = call();
-            },
-            &fault);
-        if (returned)
+        auto body = [&] {
+            if constexpr (std::is_void_v<decltype(call())>)
+                call();
+            else
+                result = call();
+        };
+        if (m_modesAreKept.load(std::memory_order_relaxed) ? RunCaught(body, &fault)
+                                                           : RunGuarded(body, &fault))
             return result;
         Condemn(fault);
         return kFaulted;
@@ -71,6 +82,22 @@ public:
             Call([held] { held->Release(); });
     }
 
+    /// For a scope with several calls in a row, on one thread: the floating-point modes are put back at its
+    /// end instead of after each call.
+    class CModesKept {
+    public:
+        explicit CModesKept(CForeignGuard& guard) : m_guard(guard) { Tell(true); }
+        ~CModesKept() { Tell(false); }
+        CModesKept(const CModesKept&) = delete;
+        CModesKept& operator=(const CModesKept&) = delete;
+
+    private:
+        void Tell(bool kept) { m_guard.m_modesAreKept.store(kept, std::memory_order_relaxed); }
+
+        CForeignGuard& m_guard;
+        const CKeptModes m_modes;
+    };
+
     bool HasFaulted() const { return m_faulted.load(std::memory_order_acquire); }
     ForeignFault Fault() const { return m_fault; }
 
@@ -79,6 +106,8 @@ public:
 
 private:
     std::atomic<bool> m_faulted = false;
+    /// Another thread of the effect's may see it, too: modes that its own objects change there are its own.
+    std::atomic<bool> m_modesAreKept = false;
     ForeignFault m_fault;
 };
 

@@ -1,5 +1,6 @@
 #include "tests/effects/CTestEffects.h"
 #include "tests/exports/CHost.h"
+#include "tests/exports/CImportCounter.h"
 
 #include <doctest/doctest.h>
 #include <algorithm>
@@ -257,5 +258,45 @@ TEST_CASE_FIXTURE(Conversion,
         CHECK(effects.Calls(place) >= 1);
         CHECK(intruder.second == 0);
         CHECK(effects.Record().liveObjects == 2);
+    }
+}
+
+TEST_CASE_FIXTURE(Conversion, "a normal block allocates nothing, asks the effect only to receive, and enters "
+                              "the system for its lock alone") {
+    constexpr std::uint32_t kBlocks = 10;
+    const struct {
+        WORD tag, bits, channels;
+        bool inPlace;
+    } streams[] = {{WAVE_FORMAT_PCM, 8, 1, false}, {WAVE_FORMAT_PCM, 16, 2, true},
+        {WAVE_FORMAT_PCM, 24, 6, false}, {WAVE_FORMAT_PCM, 32, 2, true},
+        {WAVE_FORMAT_IEEE_FLOAT, 32, 2, false}};
+    for (const auto& stream : streams) {
+        CAPTURE(stream.bits);
+        const WAVEFORMATEX format = CHost::Format(stream.tag, stream.bits, stream.channels);
+        effects.Reset();
+        effects.Plan().inPlace = stream.inPlace;
+        REQUIRE(host.Begin(format, CLSID_TestEffect) == 1);
+        Bytes data(std::size_t{1300} * format.nBlockAlign, 0x11);
+        DSPAudioBlock block = CHost::Block(format, data.data(), data.size(), false);
+        REQUIRE(Pass(block) == 1);
+        const auto asked = effects.Record().calls;
+        CImportCounter counter(::GetModuleHandleW(L"dxwrapper.dll"));
+        for (std::uint32_t n = 0; n != kBlocks; ++n)
+            Pass(block);
+        auto calls = counter.Take();
+        CHECK(calls["WaitForSingleObject"] == kBlocks);
+        CHECK(calls["ReleaseMutex"] == kBlocks);
+        CHECK(calls["EnterCriticalSection"] == calls["LeaveCriticalSection"]);
+        for (const char* const harmless : {"WaitForSingleObject", "ReleaseMutex", "EnterCriticalSection",
+                 "LeaveCriticalSection", "GetCurrentThreadId", "memcpy", "memmove", "memset"})
+            calls.erase(harmless);
+        for (const auto& [name, count] : calls)
+            FAIL_CHECK(name, " was called ", count, " times");
+        for (std::size_t place = 0; place != asked.size(); ++place) {
+            CAPTURE(place);
+            const bool receives = place == static_cast<std::size_t>(Place::Receive) ||
+                                  place == static_cast<std::size_t>(Place::ReceiveAfterDelivery);
+            CHECK(effects.Record().calls[place] - asked[place] == (receives ? 3 * int{kBlocks} : 0));
+        }
     }
 }
