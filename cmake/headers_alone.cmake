@@ -1,7 +1,7 @@
 # Every header compiles alone. One with a .cpp beside it is that one's first include (tools/check_includes.sh); the
 # others get a source here that includes them, twice. dsp_api.h compiles in C, too.
 file(GLOB_RECURSE headers RELATIVE ${CMAKE_SOURCE_DIR} CONFIGURE_DEPENDS
-    support/*.h dxhost/*.h dsp/*.h xui/*.h config/*.h effects/*.h resources/*.h dxconv/*.h bench/*.h tests/*.h)
+    support/*.h dxhost/*.h dsp/*.h xui/*.h config/*.h effects/*.h resources/*.h dxconv/*.h benchmarks/*.h tests/*.h)
 list(FILTER headers EXCLUDE REGEX "^tests/fuzz/native/") # stand-ins for the platform's
 
 set(alone_sources "")

@@ -19,7 +19,7 @@ effects/echo  dxhost/base support resources version.h
 dxconv        config support dsp/dsp_api.h dxhost/CDXClient.h effects/echo/guids.h
 resources     version.h
 examples      dsp/dsp_api.h
-bench         config dsp dxconv dxhost dxhost/base effects/echo support
+benchmarks    config dsp dxconv dxhost dxhost/base effects/echo support
 tests         config dsp dxconv dxhost dxhost/base effects/echo support resources xui
 '
 

@@ -1,4 +1,4 @@
-#include "bench/report.h"
+#include "benchmarks/report.h"
 
 #include <cstdio>
 

@@ -1,6 +1,6 @@
-#include "bench/CEffectRig.h"
+#include "benchmarks/CEffectRig.h"
 
-#include "bench/CModuleHost.h"
+#include "benchmarks/CModuleHost.h"
 #include "effects/echo/guids.h"
 
 #include <mmreg.h>

@@ -1,7 +1,7 @@
 // Echo's inner loop against a copy of the same bytes.
 
-#include "bench/measure.h"
-#include "bench/report.h"
+#include "benchmarks/measure.h"
+#include "benchmarks/report.h"
 #include "effects/echo/CEchoLine.h"
 #include "effects/echo/IEcho.h"
 

@@ -14,8 +14,9 @@ std::vector<double> MedianSeconds(
 
 /// The same at another quantile of the rounds than the middle, 0 .. 1. A low one for work that waits for
 /// another process: a busy machine wakes it late more often than not.
-std::vector<double> SecondsAt(double quantile, const std::vector<std::function<void()>>& contenders,
-    unsigned rounds, const std::function<void()>& beforeTurn = [] {});
+std::vector<double> SecondsAt(
+    double quantile, const std::vector<std::function<void()>>& contenders, unsigned rounds,
+    const std::function<void()>& beforeTurn = [] {});
 
 double Median(std::vector<double> values);
 double At(double quantile, std::vector<double> values);

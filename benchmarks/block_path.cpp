@@ -2,11 +2,11 @@
 //
 // usage: block_path [CHART.svg]
 
-#include "bench/CEffectRig.h"
-#include "bench/CModuleHost.h"
-#include "bench/chart.h"
-#include "bench/measure.h"
-#include "bench/report.h"
+#include "benchmarks/CEffectRig.h"
+#include "benchmarks/CModuleHost.h"
+#include "benchmarks/chart.h"
+#include "benchmarks/measure.h"
+#include "benchmarks/report.h"
 #include "dsp/CFmtConverter.h"
 #include "support/CCritSec.h"
 #include "support/CForeignGuard.h"
@@ -110,8 +110,10 @@ private:
 void Pieces() {
     PrintSection("Block path: a piece of 512 frames",
         "One `DSP_PassAudioBlock` of " + std::to_string(kPieces) +
-            " pieces less an empty one, a piece's part of it. Ours is that less the two conversions (between them the "
-            "processor is handed back, see above) and the effect's own `Receive`, each timed by itself over the same memory in the same rounds.");
+            " pieces less an empty one, a piece's part of it. Ours is that less the two conversions (between "
+            "them the "
+            "processor is handed back, see above) and the effect's own `Receive`, each timed by itself over "
+            "the same memory in the same rounds.");
     PrintTableHead("ns");
     std::vector<Part> parts;
     for (const HostSamples& samples : kFormats) {

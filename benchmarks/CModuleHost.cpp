@@ -1,4 +1,4 @@
-#include "bench/CModuleHost.h"
+#include "benchmarks/CModuleHost.h"
 
 #include <cstdio>
 #include <stdexcept>

@@ -1,7 +1,7 @@
-#include "bench/copy_256.h"
-#include "bench/measure.h"
-#include "bench/plain_loops.h"
-#include "bench/report.h"
+#include "benchmarks/copy_256.h"
+#include "benchmarks/measure.h"
+#include "benchmarks/plain_loops.h"
+#include "benchmarks/report.h"
 #include "dsp/CFmtConverter.h"
 
 #include <cstdio>

@@ -1,8 +1,8 @@
 // What beginning and ending a conversion costs, and how much of it is the platform's and the effect's.
 
-#include "bench/CModuleHost.h"
-#include "bench/measure.h"
-#include "bench/report.h"
+#include "benchmarks/CModuleHost.h"
+#include "benchmarks/measure.h"
+#include "benchmarks/report.h"
 #include "dxhost/CDxAllocator.h"
 #include "dxhost/CDxBufRenderer.h"
 #include "dxhost/CDxNullSource.h"

@@ -1,4 +1,4 @@
-#include "bench/copy_256.h"
+#include "benchmarks/copy_256.h"
 
 #include <immintrin.h>
 

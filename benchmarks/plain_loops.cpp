@@ -1,4 +1,4 @@
-#include "bench/plain_loops.h"
+#include "benchmarks/plain_loops.h"
 
 #include <cmath>
 #include <cstdint>

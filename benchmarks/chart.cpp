@@ -1,4 +1,4 @@
-#include "bench/chart.h"
+#include "benchmarks/chart.h"
 
 #include <algorithm>
 #include <cmath>

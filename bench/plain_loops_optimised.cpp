@@ -1,2 +1,0 @@
-#define PLAIN_LOOPS_OPTIMISED
-#include "bench/plain_loops.cpp"

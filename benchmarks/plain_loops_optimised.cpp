@@ -1,0 +1,2 @@
+#define PLAIN_LOOPS_OPTIMISED
+#include "benchmarks/plain_loops.cpp"
