@@ -24,7 +24,6 @@ namespace {
 constexpr std::int32_t kBufferBytes = 4096;
 constexpr double kMicro = 1e-6;
 constexpr unsigned kRounds = 101;
-constexpr double kQuantile = 0.1; // of the rounds: most calls wait for other processes
 
 constexpr const char* kSteps[] = {"effect created", "its page created",
     "the page's size asked for (it makes a window to measure)", "graph manager created",
@@ -68,11 +67,11 @@ public:
         Mark();
     }
 
-    /// Microseconds of each step, at the same quantile of all runs.
+    /// Microseconds of each step, the middle of all runs.
     std::vector<Part> Steps() {
         std::vector<Part> steps{{"all of it", 0}};
         for (std::size_t n = 0; n != std::size(kSteps); ++n) {
-            steps.push_back({kSteps[n], At(kQuantile, m_seconds[n]) / kMicro});
+            steps.push_back({kSteps[n], Median(m_seconds[n]) / kMicro});
             steps.front().value += steps.back().value;
         }
         return steps;
@@ -173,14 +172,14 @@ void Report() {
     CModuleHost host;
     CBareConnection bare;
     const WAVEFORMATEX format = HostFormat(WAVE_FORMAT_PCM, 16);
-    const std::vector<double> seconds = SecondsAt(kQuantile,
-        {[&] {
-             host.Begin(format);
-             host.End();
-             host.Drop(); // the bare connection must not find a graph manager alive
-         },
-            [&] { bare.Run(); }},
-        kRounds);
+    const std::vector<double> seconds =
+        MedianSeconds({[&] {
+                           host.Begin(format);
+                           host.End();
+                           host.Drop(); // the bare connection must not find a graph manager alive
+                       },
+                          [&] { bare.Run(); }},
+            kRounds);
     PrintRow({"begin and end", seconds[0] / kMicro, "platform and effect", seconds[1] / kMicro, 1.0 / 0.9});
     PrintParts("platform and effect", "µs", bare.Steps());
 }

@@ -4,7 +4,8 @@
 #include <vector>
 
 /// Times pieces of work side by side. Every round runs each contender once in turn, long enough to be timed,
-/// so that what slows the machine slows all of them; the median of the rounds counts.
+/// so that what slows the machine slows all of them; a turn is the fastest of five tries, and the median of
+/// the rounds counts.
 ///
 /// Returns the seconds of one call of each contender, in their order. The contenders run a few times before
 /// the first round. beforeTurn: called before each turn, and not timed. Threads: the caller's.
@@ -12,14 +13,7 @@ std::vector<double> MedianSeconds(
     const std::vector<std::function<void()>>& contenders, unsigned rounds = 151,
     const std::function<void()>& beforeTurn = [] {});
 
-/// The same at another quantile of the rounds than the middle, 0 .. 1. A low one for work that waits for
-/// another process: a busy machine wakes it late more often than not.
-std::vector<double> SecondsAt(
-    double quantile, const std::vector<std::function<void()>>& contenders, unsigned rounds,
-    const std::function<void()>& beforeTurn = [] {});
-
 double Median(std::vector<double> values);
-double At(double quantile, std::vector<double> values);
 
 /// Makes the compiler believe that the memory is read and written here.
 inline void Touch(void* memory) {
