@@ -209,7 +209,7 @@ void MeasureLeaving() {
         "processor "
         "minds, SSE code (here our SSE2 routine, in an effect's place) runs slower after AVX2 code until "
         "they are "
-        "put into their initial state. The driver does so before each call into the effect and before it "
+        "put into their initial state. The module does so before each call into the effect and before it "
         "returns.");
     PrintTableHead("ns/frame");
     const auto piece = std::make_unique<Piece>(kFormats[1], 2);

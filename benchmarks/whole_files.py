@@ -134,6 +134,8 @@ def peak_while(dxconv, source, seconds=None):
         while run.poll() is None and time.monotonic() < end:
             peak = max(peak, dxconv_peak_kib())
             time.sleep(0.005)
+    if source != "-" and (run.returncode != 0 or not Path("out.wav").exists()):
+        sys.exit(f"error: {' '.join(command)} failed ({run.returncode})")
     return peak / 1024
 
 

@@ -93,7 +93,7 @@ DWORD clDSP::BeginConversion(const DSPConversionInfo* info, const wchar_t* setti
         formatGiven && format.Channels() != 0 &&
         m_converter.Init(format.EffectiveTag(), format.BitsPerSample(), format.Channels()) != 0;
     if (!fitted)
-        m_converter.Init(0, 0, 0); // nor is the stream before this one's
+        m_converter.Init(0, 0, 0); // or it would still be fitted to the stream before
     if (m_client != nullptr && !fitted) {
         CloseEditor();
         m_client.reset();

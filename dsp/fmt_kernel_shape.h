@@ -87,8 +87,6 @@ struct Float32 : Pcm32 {
     static __m128i Encode(__m128 value) { return _mm_castps_si128(value); }
 };
 
-// Frames of one or two channels are a plain run of samples.
-
 // Frames of one or two channels are a plain run of samples. It ends with a step that repeats some of the
 // samples before it, which does no harm: what is read is not written. Runs shorter than a step go one by one.
 

@@ -48,9 +48,8 @@ STARTUPINFOW InheritedStartup() {
 } // namespace
 
 CChildProcess::CChildProcess() {
-    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
-    *m_mapping.Put() = ::CreateFileMappingW(
-        INVALID_HANDLE_VALUE, &inheritable, PAGE_READWRITE, 0, sizeof(WorkerPage), nullptr);
+    *m_mapping.Put() =
+        ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(WorkerPage), nullptr);
     void* const view = ::MapViewOfFile(m_mapping.Get(), FILE_MAP_ALL_ACCESS, 0, 0, sizeof(WorkerPage));
     if (view == nullptr)
         Fail("no memory can be shared");
@@ -69,10 +68,13 @@ void CChildProcess::Start() {
     const std::wstring handle = std::to_wstring(reinterpret_cast<ULONG_PTR>(m_mapping.Get()));
     PROCESS_INFORMATION started{};
     ::SetEnvironmentVariableW(kWorkerVariable, handle.c_str());
+    // For this worker alone: another one's effect has no business with it.
+    ::SetHandleInformation(m_mapping.Get(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
     // In a group of its own Ctrl+C does not reach the worker: until it had begun to listen that would end it.
     const BOOL created = ::CreateProcessW(OwnPath().c_str(), line.data(), nullptr, nullptr, TRUE,
         CREATE_SUSPENDED | CREATE_NEW_PROCESS_GROUP, nullptr, nullptr, &startup, &started);
     const DWORD error = ::GetLastError();
+    ::SetHandleInformation(m_mapping.Get(), HANDLE_FLAG_INHERIT, 0);
     ::SetEnvironmentVariableW(kWorkerVariable, nullptr);
     ::SetLastError(error);
     if (!created)

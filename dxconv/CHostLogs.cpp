@@ -31,7 +31,7 @@ CHostLogs::CHostLogs(const std::string& folder) {
             FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE);
         return;
     }
-    ::CreateDirectoryW(FullPath(folder).c_str(), nullptr);
+    MakeFolder(folder);
     m_error = OpenLogIn(folder, "error.log");
     m_info = OpenLogIn(folder, "info.log");
     m_trace = OpenLogIn(folder, "trace.log");

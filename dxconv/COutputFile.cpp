@@ -2,6 +2,7 @@
 
 #include "dxconv/CError.h"
 #include "dxconv/files.h"
+#include "dxconv/standard_output.h"
 #include "dxconv/text.h"
 #include "dxconv/worker.h"
 
@@ -107,10 +108,23 @@ void COutputFile::CopyToStandardOutput() {
     for (std::uint64_t offset = 0; offset < m_size;) {
         const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(m_size - offset, piece.size()));
         ReadAt(offset, piece.data(), count);
-        if (!WriteFully(::GetStdHandle(STD_OUTPUT_HANDLE), piece.data(), count))
+        if (!WriteFully(StandardHandle(STD_OUTPUT_HANDLE), piece.data(), count))
             Fail("cannot be written");
         offset += count;
     }
+}
+
+// A virus scanner or an indexer looks at a new file just then, or at the old one: for a moment.
+bool COutputFile::MoveToTarget(DWORD flags) const {
+    constexpr int kTries = 20;
+    constexpr DWORD kBetweenMs = 100;
+    for (int n = 1; !::MoveFileExW(m_temporary.c_str(), m_target.c_str(), flags); ++n) {
+        const DWORD error = ::GetLastError();
+        if (n == kTries || (error != ERROR_SHARING_VIOLATION && error != ERROR_ACCESS_DENIED))
+            return false;
+        ::Sleep(kBetweenMs);
+    }
+    return true;
 }
 
 void COutputFile::Commit() {
@@ -126,7 +140,7 @@ void COutputFile::Commit() {
     m_file.Reset();
     MarkOutput(OutputState::Committing);
     const DWORD replace = m_existing == Existing::Replace ? MOVEFILE_REPLACE_EXISTING : 0;
-    if (!::MoveFileExW(m_temporary.c_str(), m_target.c_str(), replace | MOVEFILE_WRITE_THROUGH)) {
+    if (!MoveToTarget(replace | MOVEFILE_WRITE_THROUGH)) {
         const DWORD error = ::GetLastError();
         MarkOutput(OutputState::Unfinished);
         if (replace == 0 && (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS))

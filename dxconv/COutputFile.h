@@ -36,12 +36,12 @@ public:
 
 private:
     [[noreturn]] void Fail(const std::string& what, DWORD error = ::GetLastError()) const;
+    [[noreturn]] void FailExists() const;
     void CheckTarget() const;
     bool GoesWhenClosed(bool goes) const;
     void Seek(std::uint64_t offset);
     void CopyToStandardOutput();
-
-    [[noreturn]] void FailExists() const;
+    bool MoveToTarget(DWORD flags) const;
 
     std::string m_name;
     Existing m_existing;

@@ -30,6 +30,9 @@ file has a process of its own: one that fails is named at once and again at the 
 
 )";
 
+// An unset variable of a script must not mean that the option was not given.
+const CLI::Validator kNotEmpty([](const std::string& value) { return value.empty() ? "is empty" : ""; }, "");
+
 struct SettingsOptions {
     CLI::Option* text;
     CLI::Option* file;
@@ -37,13 +40,13 @@ struct SettingsOptions {
 
 SettingsOptions AddSettings(CLI::App& verb, std::string& text, std::string& file) {
     const SettingsOptions added{verb.add_option("--settings", text, "Settings text of a host"),
-        verb.add_option("--settings-file", file, "File with the settings text")};
+        verb.add_option("--settings-file", file, "File with the settings text")->check(kNotEmpty)};
     added.text->excludes(added.file);
     return added;
 }
 
 void AddModule(CLI::App& verb, std::string& module) {
-    verb.add_option("--module", module, "Another module than dxwrapper.dll")->group("");
+    verb.add_option("--module", module, "Another module than dxwrapper.dll")->check(kNotEmpty)->group("");
 }
 
 void AddTimeout(CLI::App& verb, unsigned& seconds, const char* what) {
@@ -65,7 +68,8 @@ void AddConvert(CLI::App& app, ConvertOptions& options) {
     CLI::App* convert = app.add_subcommand("convert", "Runs a WAV file through an effect");
     convert->footer(std::string(kConvertFooter) + kFooter);
     convert->add_option("FILES", options.names, "IN and OUT; with --out-dir any number of IN")->required();
-    auto* outDir = convert->add_option("--out-dir", options.outDir, "Folder for the converted files");
+    auto* outDir =
+        convert->add_option("--out-dir", options.outDir, "Folder for the converted files")->check(kNotEmpty);
     convert->add_option("--jobs", options.jobs, "Files at once; 0 = one for each processor")
         ->check(CLI::Range(0u, ConvertOptions::kMostJobs))
         ->capture_default_str()
@@ -73,16 +77,19 @@ void AddConvert(CLI::App& app, ConvertOptions& options) {
     auto* skip =
         convert->add_flag("--skip-existing", options.skipExisting, "Leaves out what is there already");
     convert->add_flag("--force", options.force, "Replaces files that exist")->excludes(skip);
-    auto* effect = convert->add_option("--effect", options.effect, "Effect, by name or class id {...}");
+    auto* effect = convert->add_option("--effect", options.effect, "Effect, by name or class id {...}")
+                       ->check(kNotEmpty);
     const SettingsOptions settings = AddSettings(*convert, options.settings, options.settingsFile);
-    convert->add_option("--state-file", options.stateFile, "File with the effect's state")->needs(effect);
+    convert->add_option("--state-file", options.stateFile, "File with the effect's state")
+        ->check(kNotEmpty)
+        ->needs(effect);
     effect->excludes(settings.text)->excludes(settings.file);
     convert
         ->add_option("--block-ms", options.blockMs,
             "Milliseconds of audio per block; at most 5000 and a megabyte when not given")
         ->check(CLI::Range(1, 60000));
     AddTimeout(*convert, options.timeoutSeconds, "Longest time that one call into the effect may take");
-    convert->add_option("--log-dir", options.logDir, "Folder for the module's logs");
+    convert->add_option("--log-dir", options.logDir, "Folder for the module's logs")->check(kNotEmpty);
     convert->add_flag("--quiet", options.quiet, "No progress and no summary");
     convert->add_flag("--json", options.json, "The summary as JSON on the standard output");
     AddModule(*convert, options.module);

@@ -27,6 +27,10 @@ std::vector<std::string> ExpandWildcards(const std::string& pattern) {
     for (BOOL more = static_cast<bool>(search); more; more = ::FindNextFileW(search.Get(), &entry))
         if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
             found.push_back(folder + Utf8(entry.cFileName));
+    const DWORD error = ::GetLastError();
+    if (error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND)
+        throw CError(ExitCode::Input, pattern,
+            "its folder cannot be read: " + SystemErrorText(error) + "; check the folder");
     if (found.empty())
         throw CError(ExitCode::Input, pattern, "no file has such a name; check the folder");
     std::sort(found.begin(), found.end());
@@ -40,8 +44,22 @@ std::wstring Key(const std::string& name) {
     return path;
 }
 
-bool Exists(const std::string& name) {
-    return ::GetFileAttributesW(FullPath(name).c_str()) != INVALID_FILE_ATTRIBUTES;
+// A folder, or a file without a byte, is no conversion that was done.
+bool IsDone(const std::string& name) {
+    WIN32_FILE_ATTRIBUTE_DATA found{};
+    return ::GetFileAttributesExW(FullPath(name).c_str(), GetFileExInfoStandard, &found) != FALSE &&
+           (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 &&
+           (found.nFileSizeHigh != 0 || found.nFileSizeLow != 0);
+}
+
+// A file may also be given by its short name.
+std::string LongName(const std::string& name) {
+    const std::wstring path = FullPath(name);
+    const DWORD units = ::GetLongPathNameW(path.c_str(), nullptr, 0);
+    std::wstring whole(units, L'\0');
+    whole.resize(::GetLongPathNameW(path.c_str(), whole.data(), units));
+    const std::string found = units == 0 ? name : Utf8(whole);
+    return found.substr(NameStart(found));
 }
 
 // Also by another path that leads to it.
@@ -77,7 +95,7 @@ std::vector<Conversion> ListInto(const std::string& folder, const std::vector<st
         if (name == "-")
             throw CError(ExitCode::Usage, "--out-dir", "the standard input has no name; give files");
         for (const std::string& in : ExpandWildcards(name))
-            list.push_back({.in = in, .out = folder + "\\" + in.substr(NameStart(in))});
+            list.push_back({.in = in, .out = folder + "\\" + LongName(in)});
     }
     CheckNames(list);
     MakeFolder(folder);
@@ -93,7 +111,7 @@ std::vector<Conversion> ListConversions(const ConvertOptions& options) {
     else
         list = ListInto(options.outDir, options.names);
     for (Conversion& file : list)
-        if (options.skipExisting && file.out != "-" && Exists(file.out))
+        if (options.skipExisting && file.out != "-" && IsDone(file.out))
             file.result = ConversionResult::Skipped;
     return list;
 }

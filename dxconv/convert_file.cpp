@@ -63,8 +63,7 @@ void Report(const ConvertOptions& options, const CWavReader& reader, const CWavW
 std::string LogFolder(const ConvertOptions& options) {
     if (options.logDir.empty() || options.outDir.empty())
         return options.logDir;
-    MakeFolder(options.logDir);
-    return options.logDir + "\\" + options.in.substr(options.in.find_last_of("\\/:") + 1);
+    return options.logDir + "\\" + options.in.substr(options.in.find_last_of("\\/:") + 1) + ".logs";
 }
 
 } // namespace

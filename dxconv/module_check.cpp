@@ -64,7 +64,7 @@ void CheckBlock(CCheckup& checkup, const CDspModule& module) {
 
 } // namespace
 
-void CheckModule(CCheckup& checkup, const std::string& module) {
+void CheckModule(CCheckup& checkup, const std::string& module, bool withAudio) {
     const std::wstring path = module.empty() ? OwnFolder() + L"dxwrapper.dll" : FullPath(module);
     const CodeFile kind = InspectCodeFile(path);
     if (kind != CodeFile::Dll32) {
@@ -75,7 +75,8 @@ void CheckModule(CCheckup& checkup, const std::string& module) {
     try {
         const CDspModule loaded(Utf8(path));
         checkup.Ok(kWhat, ShownPath(path) + " is loaded, with all eleven functions");
-        CheckBlock(checkup, loaded);
+        if (withAudio)
+            CheckBlock(checkup, loaded);
     } catch (const CError& error) {
         checkup.Fail(kWhat, error, error.Code() == ExitCode::Module ? Utf8(path) : kWhat);
     }

@@ -60,10 +60,12 @@ Cause FindCause(CChildProcess& child, ChildEnding ending, unsigned timeoutSecond
 OutputState SettleOutput(const WorkerPage& page, const std::wstring& temporary) {
     if (temporary.empty())
         return page.outputState;
-    const bool left = ::GetFileAttributesW(temporary.c_str()) != INVALID_FILE_ATTRIBUTES;
+    const bool moved = ::GetFileAttributesW(temporary.c_str()) == INVALID_FILE_ATTRIBUTES &&
+                       ::GetLastError() == ERROR_FILE_NOT_FOUND;
     ::DeleteFileW(temporary.c_str());
-    const bool toFile = page.outputState == OutputState::Committing && !page.streamed;
-    return toFile && !left ? OutputState::Committed : page.outputState.load();
+    if (page.outputState != OutputState::Committing || page.streamed)
+        return page.outputState;
+    return moved ? OutputState::Committed : OutputState::Unfinished;
 }
 
 std::string Fate(OutputState output, const Supervision& job) {

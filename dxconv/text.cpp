@@ -1,5 +1,8 @@
 #include "dxconv/text.h"
 
+#include "dxconv/files.h"
+#include "dxconv/standard_output.h"
+
 #include <algorithm>
 
 std::wstring Wide(std::string_view utf8) {
@@ -30,18 +33,17 @@ std::string SystemErrorText(DWORD error) {
 
 bool IsConsole(DWORD standardHandle) {
     DWORD mode = 0;
-    return ::GetConsoleMode(::GetStdHandle(standardHandle), &mode) != FALSE;
+    return ::GetConsoleMode(StandardHandle(standardHandle), &mode) != FALSE;
 }
 
-void Print(DWORD standardHandle, std::string_view utf8) {
-    const HANDLE handle = ::GetStdHandle(standardHandle);
+bool Print(DWORD standardHandle, std::string_view utf8) {
+    const HANDLE handle = StandardHandle(standardHandle);
+    if (!IsConsole(standardHandle))
+        return WriteFully(handle, utf8.data(), utf8.size());
+    const std::wstring wide = Wide(utf8);
     DWORD written = 0;
-    if (IsConsole(standardHandle)) {
-        const std::wstring wide = Wide(utf8);
-        ::WriteConsoleW(handle, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
-    } else {
-        ::WriteFile(handle, utf8.data(), static_cast<DWORD>(utf8.size()), &written, nullptr);
-    }
+    return ::WriteConsoleW(handle, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr) &&
+           written == wide.size();
 }
 
 void PrintErrorLine(std::string line) {

@@ -13,8 +13,8 @@ std::string Utf8(std::wstring_view wide);
 std::string SystemErrorText(DWORD error = ::GetLastError());
 
 /// Writes to a standard handle (STD_OUTPUT_HANDLE, STD_ERROR_HANDLE): UTF-16 to a console, else UTF-8 bytes.
-/// Failures are ignored: there is nobody left to tell.
-void Print(DWORD standardHandle, std::string_view utf8);
+/// False when not all of it could be written.
+bool Print(DWORD standardHandle, std::string_view utf8);
 
 /// Prints "dxconv: LINE" to the error handle, as one line whatever the text holds.
 void PrintErrorLine(std::string line);

@@ -1,4 +1,5 @@
 #include "dxconv/CBatch.h"
+#include "dxconv/CError.h"
 #include "dxconv/conversion_summary.h"
 #include "dxconv/convert_file.h"
 #include "dxconv/interruption.h"
@@ -22,16 +23,15 @@ ExitCode CodeOfAll(const std::vector<Conversion>& files) {
     return code;
 }
 
-void PrintSummary(const ConvertOptions& options, const std::vector<Conversion>& files) {
+std::string Summary(const ConvertOptions& options, const std::vector<Conversion>& files) {
     const Conversion& first = files.front();
     if (options.json)
-        Print(STD_OUTPUT_HANDLE, SummaryJson(files));
-    else if (options.quiet)
-        return;
-    else if (!options.outDir.empty())
-        Print(STD_OUTPUT_HANDLE, SummaryText(files));
-    else if (first.result == ConversionResult::Skipped)
-        Print(STD_OUTPUT_HANDLE, first.out + ": skipped, it exists already\n");
+        return SummaryJson(files);
+    if (options.quiet)
+        return {};
+    if (!options.outDir.empty())
+        return SummaryText(files);
+    return first.result == ConversionResult::Skipped ? first.out + ": skipped, it exists already\n" : "";
 }
 
 } // namespace
@@ -52,6 +52,8 @@ ExitCode SuperviseConvert(const ConvertOptions& options) {
     CBatch(options, files).Run();
     if (options.outDir.empty() && files.front().result == ConversionResult::NotStarted)
         ThrowIfCancelled(files.front().out);
-    PrintSummary(options, files);
+    if (!Print(STD_OUTPUT_HANDLE, Summary(options, files)))
+        throw CError(ExitCode::Output, "the summary",
+            "cannot be written: " + SystemErrorText() + "; what was converted is complete");
     return CodeOfAll(files);
 }

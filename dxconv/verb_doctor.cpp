@@ -20,15 +20,18 @@ namespace {
 constexpr int kGrowRecords = 16;
 constexpr char kScan[] = "run 'dxconv scan'";
 
-void CheckTemporaryFolder(CCheckup& checkup) {
+bool CheckTemporaryFolder(CCheckup& checkup) {
     const std::wstring folder = TemporaryFolder();
     const CKernelHandle file = OpenHandle(TemporaryName(folder), GENERIC_WRITE, 0, CREATE_NEW,
         FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE);
-    if (file && WriteFully(file.Get(), "", 1))
+    const bool writable = file && WriteFully(file.Get(), "", 1);
+    const std::string error = SystemErrorText();
+    if (writable)
         checkup.Ok("temporary folder", ShownPath(folder) + " can be written");
     else
-        checkup.Fail("temporary folder", ShownPath(folder) + " cannot be written (" + SystemErrorText() + ")",
+        checkup.Fail("temporary folder", ShownPath(folder) + " cannot be written (" + error + ")",
             "set the environment variable TMP to a folder of yours");
+    return writable;
 }
 
 template <typename Interface>
@@ -87,13 +90,13 @@ void RunDoctor(const DoctorOptions& options) {
     CCheckup checkup(options.json);
     checkup.Ok("program", "dxconv " DXCONV_VERSION);
     checkup.Ok("system", SystemText());
-    CheckTemporaryFolder(checkup);
+    const bool canLog = CheckTemporaryFolder(checkup);
     CheckClass<IGraphBuilder>(checkup, "graph manager", CLSID_FilterGraph);
     CheckClass<IFilterMapper2>(checkup, "filter mapper", CLSID_FilterMapper);
-    CheckModule(checkup, options.module);
     CStructArray candidates(sizeof(PlugInElem), kGrowRecords);
     EnumCandidates(candidates);
     CheckEffects(checkup, candidates);
     CheckStoredList(checkup, candidates);
+    CheckModule(checkup, options.module, canLog); // last: it may end this process
     checkup.Finish();
 }

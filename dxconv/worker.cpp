@@ -1,6 +1,7 @@
 #include "dxconv/worker.h"
 
 #include "dxconv/CChildProcess.h"
+#include "dxconv/standard_output.h"
 #include "support/handles.h"
 
 #include <csignal>
@@ -52,6 +53,7 @@ bool BecomeWorker() {
     if (g_page == nullptr)
         return false; // a leftover of somebody else's
     const CKernelHandle mapping(reinterpret_cast<HANDLE>(value));
+    KeepStandardOutput();
     ::SetUnhandledExceptionFilter(OnCrash);
     std::signal(SIGABRT, OnAbort);
     ::SetConsoleCtrlHandler(IgnoreConsoleEvent, TRUE);

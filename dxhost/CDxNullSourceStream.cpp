@@ -13,8 +13,8 @@ namespace {
 // Two: an effect may keep the sample of the block before while the next one is filled.
 constexpr LONG kBuffers = 2;
 
-// Samples start a page and the converter's frames a cache line: there the string move, which uses the widest
-// stores that the processor has, needs two thirds of the run-time library's time.
+// Samples start a page and the converter's frames a cache line: there a processor with a fast string move
+// needs two thirds of the run-time library's time with it.
 void CopyAudio(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes) {
     constexpr std::uintptr_t kLineBytes = 64;
     if (((reinterpret_cast<std::uintptr_t>(to) | reinterpret_cast<std::uintptr_t>(from)) &

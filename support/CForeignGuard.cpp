@@ -55,7 +55,7 @@ __attribute__((noinline)) bool RunFramed(
         __writefsdword(0, reinterpret_cast<DWORD>(frame));
         asm volatile("" ::: "memory");
         body(context);
-        asm volatile("" ::: "memory");
+        asm volatile("cld" ::: "memory"); // some code of the x87's age comes back without it
         returned = true;
     }
     __writefsdword(0, frame->next);
@@ -104,7 +104,8 @@ void RestoreStackGuard() noexcept {
 }
 
 void CForeignGuard::Condemn(const ForeignFault& fault) noexcept {
-    m_fault = fault;
+    if (!m_faultTaken.exchange(true)) // of two threads' faults the first
+        m_fault = fault;
     m_faulted.store(true, std::memory_order_release);
     PinModule();
 }

@@ -106,6 +106,7 @@ public:
 
 private:
     std::atomic<bool> m_faulted = false;
+    std::atomic<bool> m_faultTaken = false;
     /// Another thread of the effect's may see it, too: modes that its own objects change there are its own.
     std::atomic<bool> m_modesAreKept = false;
     ForeignFault m_fault;

@@ -41,7 +41,7 @@ TEST_CASE("every error is one line that names its object, with its own exit code
         {{junk, out}, 3, "junk: it is not a WAV file"}, {{in, readOnly}, 4, "readonly.wav: is read-only"},
         {{in, folder.Path(".")}, 4, "is a folder"},
         {{in, folder.Path("no\\out.wav")}, 4, "out.wav: no file can be made"}, {{in, ""}, 4, "OUT: is empty"},
-        {{in, out, "--log-dir", junk}, 4, "error.log: cannot be written"},
+        {{in, out, "--log-dir", junk}, 4, "junk: cannot be made a folder"},
         {{in, out, "--settings-file", junk}, 5, "junk: is not text"},
         {{in, out, "--settings-file", folder.Path("none")}, 5, "none: cannot be read"},
         {{in, out, "--effect", "No Such Effect"}, 5, "No Such Effect"}};

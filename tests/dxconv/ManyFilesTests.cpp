@@ -95,7 +95,7 @@ TEST_CASE("names that contradict each other are refused before anything is conve
     const Inputs inputs;
     const CTestFolder other;
     const std::string in = inputs.folder.Path("a.wav"), twin = other.Put("A.WAV", kShort);
-    const std::string out = inputs.outs.Put("out.wav", "old");
+    const std::string out = inputs.outs.Put("out.wav", "old"), empty = other.Put("empty.wav", "");
     const struct {
         std::vector<std::string> arguments;
         unsigned long code;
@@ -106,7 +106,12 @@ TEST_CASE("names that contradict each other are refused before anything is conve
         {{in, inputs.outs.Path("none*"), "--out-dir", inputs.outs.Path(".")}, 3, "none*: no file has such"},
         {{in, "--out-dir", out}, 4, "out.wav: cannot be made a folder"}, {{in, twin, out}, 2, "--out-dir: "},
         {{in, "-", "--json"}, 2, "--json: "}, {{in, out}, 4, "out.wav: exists already; "},
-        {{in, out, "--skip-existing"}, 0, ""}};
+        {{in, out, "--skip-existing"}, 0, ""},
+        {{in, twin, "--out-dir", "", "--force"}, 2, "--out-dir: is empty"},
+        {{in, inputs.outs.Path("new"), "--effect", ""}, 2, "--effect: is empty"},
+        // no conversion that was done
+        {{in, empty, "--skip-existing"}, 4, "empty.wav: exists already; "},
+        {{in, other.Path("."), "--skip-existing"}, 4, " is a folder; "}};
     for (const auto& c : cases) {
         std::vector<std::string> arguments = {"convert", "--module", "fake_module.dll"};
         arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());

@@ -1,6 +1,8 @@
 // A DSP module without DirectShow, for tests of the host. The name in the settings string says what it does:
 //   xor N     every byte of audio is xored with N, so that nothing passes by accident
 //   tail N    N bytes 0x11 are appended to the last block, in the module's own memory
+//   print     prints to the standard output, in both ways
+//             output, in both ways
 //   fail-begin, fail-block, crash-block, abort-block (the fourth), hang, slow (50 ms a block)
 //   exit-begin, exit-block, exit-after, exit-destroy: ends the process as if all were well
 //   kill-block (with exit code 0xBEEF), lose-stack-block, hang-begin, hang-destroy
@@ -8,6 +10,7 @@
 // Every call writes one line to the trace log.
 #include "dsp/dsp_api.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cwchar>
 #include <string>
@@ -105,6 +108,11 @@ DWORD __cdecl DSP_PassAudioBlock(void*, DSPAudioBlock* block) {
     if (g_command == L"xor")
         for (INT32 i = 0; i < block->nBytes; ++i)
             block->pData[i] = static_cast<BYTE>(block->pData[i] ^ g_argument);
+    if (g_command == L"print") {
+        Log(L"a block", GetStdHandle(STD_OUTPUT_HANDLE));
+        std::puts("a block");
+        std::fflush(stdout);
+    }
     if (g_command == L"tail" && block->bLastBlock != 0) {
         g_tail.assign(block->pData, block->pData + block->nBytes);
         g_tail.resize(g_tail.size() + static_cast<std::size_t>(g_argument), 0x11);
