@@ -1,7 +1,7 @@
 # What is handed out: `cmake --install` lays it out in a folder, `cpack` makes the zip of it. README.md's links
 # hold in there, too.
 install(TARGETS dxwrapper dxconv echo RUNTIME DESTINATION .)
-install(FILES README.md CHANGELOG.md SECURITY.md LICENSE packaging/install.cmd packaging/uninstall.cmd DESTINATION .)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md LICENSE packaging/install.cmd packaging/uninstall.cmd DESTINATION .)
 install(FILES dsp/dsp_api.h DESTINATION dsp)
 install(DIRECTORY docs DESTINATION .)
 if(EXISTS ${CMAKE_SOURCE_DIR}/examples)

@@ -55,7 +55,7 @@ void CDspInstance::Begin(const DSPBlockFormat& format, const std::wstring& setti
     const CInsideCall inside(WorkerCall::Begin);
     if (m_module.BeginConversion(m_instance, &info, settings.c_str()) != 1)
         Fail("the effect could not be started" + WhyNot(settings),
-            "check with 'dxconv effects' that it is installed");
+            "'dxconv check' and 'dxconv doctor' say more");
 }
 
 void CDspInstance::Pass(DSPAudioBlock& block) {

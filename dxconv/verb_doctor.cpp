@@ -34,6 +34,17 @@ bool CheckTemporaryFolder(CCheckup& checkup) {
     return writable;
 }
 
+// Effects make windows: their page says how large it is by being made.
+void CheckWindows(CCheckup& checkup) {
+    const HWND window =
+        ::CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+    const std::string error = SystemErrorText();
+    if (window == nullptr)
+        checkup.Fail("windows", "cannot be made (" + error + ")", "give Wine a display, say with xvfb-run");
+    else if (::DestroyWindow(window))
+        checkup.Ok("windows", "can be made");
+}
+
 template <typename Interface>
 void CheckClass(CCheckup& checkup, const char* what, const GUID& clsid) {
     Microsoft::WRL::ComPtr<Interface> object;
@@ -91,6 +102,7 @@ void RunDoctor(const DoctorOptions& options) {
     checkup.Ok("program", "dxconv " DXCONV_VERSION);
     checkup.Ok("system", SystemText());
     const bool canLog = CheckTemporaryFolder(checkup);
+    CheckWindows(checkup);
     CheckClass<IGraphBuilder>(checkup, "graph manager", CLSID_FilterGraph);
     CheckClass<IFilterMapper2>(checkup, "filter mapper", CLSID_FilterMapper);
     CStructArray candidates(sizeof(PlugInElem), kGrowRecords);

@@ -2,7 +2,6 @@
 //   xor N     every byte of audio is xored with N, so that nothing passes by accident
 //   tail N    N bytes 0x11 are appended to the last block, in the module's own memory
 //   print     prints to the standard output, in both ways
-//             output, in both ways
 //   fail-begin, fail-block, crash-block, abort-block (the fourth), hang, slow (50 ms a block)
 //   exit-begin, exit-block, exit-after, exit-destroy: ends the process as if all were well
 //   kill-block (with exit code 0xBEEF), lose-stack-block, hang-begin, hang-destroy
