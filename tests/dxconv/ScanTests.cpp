@@ -84,7 +84,7 @@ TEST_CASE("a scan outlives candidates that end its process, hang or fault, and r
         {'L', L"dxs lingers", "did not answer for 1 s when it was released"},
         {'R', L"dxs refuses", "has no property page", false},
         {'X', L"dxs is a program",
-            "is registered with a program instead of a DLL: " + Utf8(ProgramFolder()) + "..\\dxconv.exe",
+            "is registered with a program instead of a DLL: " + Utf8(FullPath(std::string("..\\dxconv.exe"))),
             false}};
     const auto clsid = [](char behaviour) {
         return GUID{
