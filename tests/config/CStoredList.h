@@ -3,6 +3,7 @@
 #include "config/PlugInElem.h"
 #include "config/plugin_store.h"
 
+#include <windows.h>
 #include <initializer_list>
 
 /// What the registry holds as the list of usable effects, for a scope.
