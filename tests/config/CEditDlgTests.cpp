@@ -1,8 +1,10 @@
 #include "config/CEditDlg.h"
 
 #include "resources/resource.h"
+#include "tests/messages.h"
 
 #include <doctest/doctest.h>
+#include <memory>
 #include <string>
 
 namespace {
@@ -26,7 +28,9 @@ DWORD WINAPI DestroyDialog(void* dialog) {
 
 } // namespace
 
-TEST_CASE("there is one window at a time, which the close box destroys unless somebody asked to be told") {
+TEST_CASE(
+    "there is one window at a time, which goes with its object or, unless somebody asked to be told, by "
+    "its close box") {
     const Parent parent;
     CEditDlg dialog;
     CHECK(dialog.Create(parent.window, 999, 200, 100, nullptr) == nullptr);
@@ -42,35 +46,11 @@ TEST_CASE("there is one window at a time, which the close box destroys unless so
     dialog.SetOnClose(nullptr, nullptr);
     CloseByUser(window);
     CHECK((!::IsWindow(window) && dialog.Window() == nullptr));
-}
-
-TEST_CASE("the client area has the size asked for and the window is centred") {
-    const Parent parent;
-    for (const SIZE wanted : {SIZE{250, 60}, {333, 222}}) {
-        CEditDlg dialog;
-        RECT client{};
-        RECT outer{};
-        const HWND window = dialog.Create(parent.window, IDD_EDITOR, wanted.cx, wanted.cy, nullptr);
-        REQUIRE((::GetClientRect(window, &client) && ::GetWindowRect(window, &outer)));
-        CHECK((client.right == wanted.cx && client.bottom == wanted.cy));
-        CHECK(outer.left == 200 + (300 - (outer.right - outer.left)) / 2);
-        CHECK(outer.top == 150 + (200 - (outer.bottom - outer.top)) / 2);
-    }
-}
-
-TEST_CASE("the window goes with its object, and destroying one that has gone does nothing") {
-    const Parent parent;
-    HWND window = nullptr;
-    {
-        CEditDlg dialog;
-        window = Parent().Open(dialog); // gone with its owner
-        CHECK_FALSE(::IsWindow(window));
-        dialog.Destroy();
-        dialog.Destroy();
-        window = parent.Open(dialog);
-        CHECK(::IsWindow(window));
-    }
-    CHECK_FALSE(::IsWindow(window));
+    window = parent.Open(*std::make_unique<CEditDlg>());
+    CHECK_FALSE(::IsWindow(window)); // gone with its object
+    window = Parent().Open(dialog);
+    CHECK_FALSE(::IsWindow(window)); // with its owner, and may be destroyed all the same
+    CHECK((dialog.Destroy() && dialog.Destroy() && parent.Open(dialog) != nullptr));
 }
 
 TEST_CASE("a window destroyed from another thread goes once its own thread takes messages, and is no longer "
@@ -83,8 +63,6 @@ TEST_CASE("a window destroyed from another thread goes once its own thread takes
     ::CloseHandle(other);
     CloseByUser(window); // nobody's any more: nothing is called
     CHECK(dialog.Window() == nullptr);
-    MSG message;
-    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
-        ::DispatchMessageW(&message);
+    TakeMessages();
     CHECK_FALSE(::IsWindow(window));
 }

@@ -5,54 +5,24 @@
 #include "config/PlugInElem.h"
 #include "config/PlugInList.h"
 #include "config/candidates.h"
-#include "config/plugin_store.h"
 #include "config/test_candidate.h"
 #include "resources/resource.h"
-#include "support/com.h"
 #include "support/text.h"
+#include "tests/config/CScannerPerson.h"
+#include "tests/config/CStoredList.h"
+#include "tests/effects/CRegisteredFilters.h"
 #include "tests/effects/CTestEffects.h"
 
 #include <doctest/doctest.h>
 #include <commctrl.h>
-#include <dshow.h>
-#include <wrl/client.h>
+#include <algorithm>
 #include <functional>
 #include <vector>
-
-using Microsoft::WRL::ComPtr;
 
 namespace {
 
 constexpr wchar_t kKey[] = L"Software\\Orvelle\\DXWrapper";
 constexpr GUID kSecond = {0x11111111, 1, 1, {1, 1, 1, 1, 1, 1, 1, 1}};
-
-// Makes a filter known to the platform's mapper under a name, for a scope.
-class CRegisteredFilter {
-public:
-    CRegisteredFilter(const GUID& clsid, const wchar_t* name) : m_clsid(clsid) {
-        REGPINTYPES pcm{&MEDIATYPE_Audio, &MEDIASUBTYPE_PCM};
-        wchar_t pinName[] = L"";
-        const REGFILTERPINS pins[] = {{pinName, FALSE, FALSE, FALSE, FALSE, nullptr, nullptr, 1, &pcm},
-            {pinName, FALSE, TRUE, FALSE, FALSE, nullptr, nullptr, 1, &pcm}};
-        REGFILTER2 filter{};
-        filter.dwVersion = 1;
-        filter.dwMerit = MERIT_DO_NOT_USE + 1;
-        filter.cPins = 2;
-        filter.rgPins = pins;
-        REQUIRE(SUCCEEDED(Mapper()->RegisterFilter(clsid, name, nullptr, nullptr, nullptr, &filter)));
-    }
-    ~CRegisteredFilter() { Mapper()->UnregisterFilter(nullptr, nullptr, m_clsid); }
-    CRegisteredFilter(const CRegisteredFilter&) = delete;
-    CRegisteredFilter& operator=(const CRegisteredFilter&) = delete;
-
-private:
-    static ComPtr<IFilterMapper2> Mapper() {
-        ComPtr<IFilterMapper2> mapper;
-        ::CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mapper));
-        return mapper;
-    }
-    const GUID m_clsid;
-};
 
 struct List : CStructArray {
     List() : CStructArray(sizeof(PlugInElem), 16) {}
@@ -64,26 +34,9 @@ struct List : CStructArray {
     }
 };
 
-// What a test does with the dialog once it is shown, on the dialog's own thread.
-std::function<void(HWND)> g_person;
-
-void CALLBACK ActAsPerson(HWND, UINT, UINT_PTR timer, DWORD) {
-    HWND const dialog = ::FindWindowW(nullptr, L"Scan for DirectX PlugIns");
-    if (dialog == nullptr || !::IsWindowVisible(dialog))
-        return;
-    ::KillTimer(nullptr, timer);
-    g_person(dialog);
-}
-
-template <typename Action>
-auto WithPerson(std::function<void(HWND)> person, Action&& action) {
-    g_person = std::move(person);
-    ::SetTimer(nullptr, 0, 20, ActAsPerson);
-    return action();
-}
-
 INT_PTR Show(CStructArray& list, std::function<void(HWND)> person) {
-    return WithPerson(std::move(person), [&] { return CEnumDlg().DoModal(nullptr, IDD_SCANNER, list); });
+    const CScannerPerson acting(std::move(person));
+    return CEnumDlg().DoModal(nullptr, IDD_SCANNER, list);
 }
 
 void Press(HWND dialog, int id) {
@@ -156,8 +109,9 @@ TEST_CASE(
 TEST_CASE("the scanner shows sorted rows, ticks what is in the list, and rebuilds it from what passes") {
     const CComApartment com;
     CTestEffects effects;
-    const CRegisteredFilter tested(CLSID_TestEffect, L"Tested effect");
-    const CRegisteredFilter missing(kSecond, L"a missing effect");
+    CRegisteredFilters registered;
+    registered.Add(CLSID_TestEffect, {L"Tested effect"});
+    registered.Add(kSecond, {L"a missing effect"});
     List list;
     std::vector<std::string> before;
     std::vector<std::string> after;
@@ -212,17 +166,13 @@ TEST_CASE("a damaged store leads to the scanner, an empty list does not") {
     PlugInListLock.Create();
     int shown = 0;
     const auto load = [&] {
-        const auto cancel = [&](HWND dialog) {
+        const CScannerPerson person([&](HWND dialog) {
             ++shown;
             Press(dialog, IDCANCEL);
-        };
-        WithPerson(cancel, [] { LoadPlugInList(nullptr); });
+        });
+        LoadPlugInList(nullptr);
     };
-    PlugInElem plugIn;
-    plugIn.clsid = CLSID_TestEffect;
-    plugIn.name = CopyName("kept");
-    PlugInList.Append(plugIn);
-    StorePlugIns(PlugInList);
+    const CStoredList stored{{CLSID_TestEffect, "kept"}};
     BYTE blob[64];
     DWORD bytes = sizeof blob;
     ::RegGetValueW(HKEY_CURRENT_USER, kKey, L"DXList", RRF_RT_ANY, nullptr, blob, &bytes);
@@ -236,5 +186,4 @@ TEST_CASE("a damaged store leads to the scanner, an empty list does not") {
     StorePlugIns(PlugInList);
     load();
     CHECK((shown == 1 && !PlugInList.HasElements()));
-    ::RegDeleteKeyW(HKEY_CURRENT_USER, kKey);
 }

@@ -11,16 +11,17 @@ public:
         REQUIRE(Call("DllRegisterServer") == S_OK);
     }
     ~CInstalledEcho() {
-        Call("DllUnregisterServer");
+        CHECK(Call("DllUnregisterServer") == S_OK);
         ::FreeLibrary(m_library);
     }
     CInstalledEcho(const CInstalledEcho&) = delete;
     CInstalledEcho& operator=(const CInstalledEcho&) = delete;
 
-private:
     HRESULT Call(const char* name) const {
         void* const address = reinterpret_cast<void*>(::GetProcAddress(m_library, name));
         return address == nullptr ? E_FAIL : reinterpret_cast<HRESULT(WINAPI*)()>(address)();
     }
+
+private:
     const HMODULE m_library;
 };

@@ -10,13 +10,6 @@ const std::string kStart = "14000000" + std::string("4563686F01000000"); // 20 b
 const std::string kDefault = kClass + kStart + "FA0000002800000023000000";
 const std::string kOther = kClass + kStart + "070000005F00000064000000";
 
-// Waits, for seconds at most, until `condition` holds.
-bool Soon(const std::function<bool()>& condition) {
-    for (int tries = 0; tries < 500 && !condition(); ++tries)
-        ::Sleep(10);
-    return condition();
-}
-
 HWND FocusIn(HWND window) {
     GUITHREADINFO info{};
     info.cbSize = sizeof info;

@@ -1,6 +1,7 @@
+#include "dxconv/find_effect.h"
 #include "dxconv/json.h"
 #include "tests/dxconv/CInstalledEcho.h"
-#include "tests/dxconv/CRegisteredFilters.h"
+#include "tests/effects/CRegisteredFilters.h"
 #include "tests/dxconv/fixture.h"
 
 #include <objbase.h>
@@ -100,7 +101,7 @@ TEST_CASE("a scan outlives candidates that end its process, hang or fault, and r
         CRegisteredFilters registered;
         for (const auto& h : hostile)
             registered.Add(
-                clsid(h.behaviour), {h.name}, h.behaviour == 'X' ? "..\\dxconv.exe" : "hostile_effect.dll");
+                clsid(h.behaviour), {h.name}, h.behaviour == 'X' ? L"..\\dxconv.exe" : L"hostile_effect.dll");
         const std::string first = scan(), again = scan(), retried = scan("--retry");
         const std::string list = RunDxconv({"list", "--refused"}).out;
         const std::string listJson = RunDxconv({"list", "--refused", "--json"}).out;
@@ -133,12 +134,10 @@ TEST_CASE("a scan outlives candidates that end its process, hang or fault, and r
     {
         // Stopped at a candidate that hangs, it has not lost the one behind it that was usable before.
         CRegisteredFilters registered;
-        registered.Add(clsid('H'), {L"Dxs hangs"}, "hostile_effect.dll");
+        registered.Add(clsid('H'), {L"Dxs hangs"}, L"hostile_effect.dll");
         const CConsole console;
         const RunResult run = RunDxconv({"scan", "--headless", "--retry", "--timeout", "0"}, "", [&] {
-            CKernelHandle hanging;
-            for (int tries = 0; !hanging && tries < 500; ++tries, ::Sleep(10))
-                *hanging.Put() = ::OpenEventW(SYNCHRONIZE, FALSE, L"dxs hangs");
+            CHECK(Soon([] { return !!CKernelHandle(::OpenEventW(SYNCHRONIZE, FALSE, L"dxs hangs")); }));
             console.PressCtrlC();
         });
         CHECK(run.code == 8);

@@ -55,6 +55,13 @@ inline std::string ReadAll(HANDLE file) {
     return all;
 }
 
+/// Waits, for seconds at most, until `condition` holds.
+inline bool Soon(const std::function<bool()>& condition) {
+    for (int tries = 0; tries < 500 && !condition(); ++tries)
+        ::Sleep(10);
+    return condition();
+}
+
 struct RunResult {
     unsigned long code;
     std::string out;
@@ -166,8 +173,7 @@ public:
     auto Count() const { return std::distance(std::filesystem::directory_iterator(m_path), {}); }
     /// Waits, for seconds at most, until there are so many files.
     void WaitForCount(int count) const {
-        for (int tries = 0; Count() < count && tries < 500; ++tries)
-            ::Sleep(10);
+        Soon([&] { return Count() >= count; });
         CHECK(Count() == count);
     }
 

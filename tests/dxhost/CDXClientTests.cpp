@@ -63,22 +63,3 @@ TEST_CASE("blocks of 1 frame up to the limit are taken, a new limit starts a new
     CHECK_FALSE(client.Reconfigure(0, 256));
     CHECK(client.FillBuffer(kBlock.data(), 1) == nullptr);
 }
-
-TEST_CASE("the page is shown in the given window at its own size and goes with the client") {
-    CTestEffects effects;
-    HWND const parent = ::CreateWindowExW(0, L"STATIC", L"", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 300, 200,
-        nullptr, nullptr, nullptr, nullptr);
-    {
-        CDXClient client;
-        client.OpenEditor(parent); // nothing to show yet
-        REQUIRE(Set(client));
-        client.OpenEditor(parent);
-        HWND const page = effects.Record().pageWindow;
-        RECT area{};
-        REQUIRE(::GetClientRect(page, &area));
-        CHECK((::GetParent(page) == parent && ::IsWindowVisible(page)));
-        CHECK((area.right == 120 && area.bottom == 80));
-    }
-    CHECK((effects.Record().pageWindow == nullptr && effects.Record().liveObjects == 0));
-    ::DestroyWindow(parent);
-}

@@ -1,5 +1,7 @@
 #include "dxhost/CDxFilterGraph.h"
 
+#include "support/com.h"
+#include "support/hresult.h"
 #include "tests/effects/CTestEffects.h"
 
 #include <doctest/doctest.h>
@@ -14,14 +16,9 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-struct Com {
-    Com() { ::CoInitialize(nullptr); }
-    ~Com() { ::CoUninitialize(); }
-};
-
 // A graph around the test effect, running unless the plan keeps it from that.
 struct Rig {
-    Com com;
+    CComApartment com;
     CTestEffects effects;
     ComPtr<IBaseFilter> effect;
     HRESULT made = E_FAIL;
@@ -31,14 +28,11 @@ struct Rig {
         ::CoCreateInstance(CLSID_TestEffect, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
             reinterpret_cast<void**>(effect.ReleaseAndGetAddressOf()));
         graph = std::make_unique<CDxFilterGraph>(&made);
-        HRESULT result = graph->SetSampleRate(rate);
-        if (SUCCEEDED(result))
-            result = graph->SetBlockLimit(limit);
-        if (SUCCEEDED(result))
-            result = graph->SetEffect(effect.Get());
-        if (SUCCEEDED(result))
-            result = graph->Pause();
-        return SUCCEEDED(result) ? graph->Run() : result;
+        RETURN_IF_FAILED(graph->SetSampleRate(rate));
+        RETURN_IF_FAILED(graph->SetBlockLimit(limit));
+        RETURN_IF_FAILED(graph->SetEffect(effect.Get()));
+        RETURN_IF_FAILED(graph->Pause());
+        return graph->Run();
     }
     HRESULT Process(const std::vector<float>& in, const float** out) {
         *out = in.data();

@@ -5,6 +5,7 @@
 #include "dxhost/base/CBaseOutputPin.h"
 #include "effects/echo/IEcho.h"
 #include "effects/echo/guids.h"
+#include "tests/dxconv/CInstalledEcho.h"
 
 #include <doctest/doctest.h>
 #include <mmreg.h>
@@ -16,21 +17,12 @@ using Microsoft::WRL::ComPtr;
 
 /// echo.dll from the folder above, registered while this lives; no object may outlive it. COM is
 /// multithreaded: what is not at home there would come as a proxy, without IEcho.
-class CEchoModule {
+class CEchoModule : public CInstalledEcho {
 public:
-    CEchoModule() {
-        REQUIRE(SUCCEEDED(::CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
-        REQUIRE(Call("DllRegisterServer") == S_OK);
-    }
+    CEchoModule() { REQUIRE(SUCCEEDED(::CoInitializeEx(nullptr, COINIT_MULTITHREADED))); }
     ~CEchoModule() {
         CHECK(Call("DllCanUnloadNow") == S_OK);
-        CHECK(Call("DllUnregisterServer") == S_OK);
-        ::FreeLibrary(m_module);
         ::CoUninitialize();
-    }
-    HRESULT Call(const char* name) const {
-        void* const function = reinterpret_cast<void*>(::GetProcAddress(m_module, name));
-        return reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(function)();
     }
     template <typename T>
     ComPtr<T> Create(const GUID& clsid) const {
@@ -38,9 +30,6 @@ public:
         REQUIRE(::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&object)) == S_OK);
         return object;
     }
-
-private:
-    const HMODULE m_module = ::LoadLibraryW(L"..\\echo.dll");
 };
 
 /// An upstream pin for every type, with two buffers of 8 KB from an allocator of its own.

@@ -10,6 +10,8 @@
 
 namespace {
 
+using Microsoft::WRL::ComPtr;
+
 const TestEffectPlan& Plan() {
     return Shared().plan;
 }
@@ -180,7 +182,7 @@ HRESULT CTestEffect::QueryFurther(REFIID iid, void** out) {
     if (iid == IID_ISpecifyPropertyPages)
         return Enter(
             Place::QueryPages, [&] { return HandOut<ISpecifyPropertyPages>(this, out); }, out);
-    if (iid == IID_IPersistStream && Plan().persists)
+    if (iid == IID_IPersistStream)
         return Enter(
             Place::QueryPersist, [&] { return HandOut<IPersistStream>(this, out); }, out);
     return E_NOINTERFACE;
@@ -248,36 +250,26 @@ STDMETHODIMP CTestEffect::Save(IStream* stream, BOOL) {
     return stream->Write(state.data(), bytes, nullptr);
 }
 
-void CTestEffect::Note(IMediaSample* sample, std::uint32_t frames, const float* data) {
+void CTestEffect::Note(IMediaSample* sample, std::uint32_t frames) {
     TestEffectRecord& record = Shared().record;
     REFERENCE_TIME start = 0;
     REFERENCE_TIME end = 0;
     const HRESULT times = sample->GetTime(&start, &end);
     record.lastBlocks[record.blocks++ % record.lastBlocks.size()] = {
         start, frames, times == S_OK, sample->IsDiscontinuity() == S_OK};
-    record.firstSample = data[0];
 }
 
 HRESULT CTestEffect::Transform(IMediaSample* sample) {
     const bool odd = Plan().frames != Frames::Same && Shared().record.blocks >= Plan().oddBlock;
-    BYTE* data = nullptr;
-    RETURN_IF_FAILED(sample->GetPointer(&data));
     const auto frames = static_cast<std::uint32_t>(sample->GetActualDataLength()) / 8;
-    Note(sample, frames, reinterpret_cast<const float*>(data));
+    Note(sample, frames);
     if (odd && Plan().frames == Frames::None)
         return S_OK;
     const std::uint32_t given = odd && Plan().frames == Frames::Fewer ? frames - 1 : frames;
-    for (int copies = odd && Plan().frames == Frames::Twice ? 2 : 1; copies > 0; --copies) {
-        IMediaSample* output = sample;
-        if (Plan().inPlace)
-            sample->AddRef();
-        else
-            RETURN_IF_FAILED(m_output.GetDeliveryBuffer(&output, nullptr, nullptr, 0));
-        const HRESULT delivered = Deliver(sample, output, given);
-        output->Release();
-        RETURN_IF_FAILED(delivered);
-    }
-    return S_OK;
+    ComPtr<IMediaSample> output(sample);
+    if (!Plan().inPlace)
+        RETURN_IF_FAILED(m_output.GetDeliveryBuffer(output.ReleaseAndGetAddressOf(), nullptr, nullptr, 0));
+    return Deliver(sample, output.Get(), given);
 }
 
 HRESULT CTestEffect::Deliver(IMediaSample* input, IMediaSample* output, std::uint32_t frames) {
@@ -290,11 +282,8 @@ HRESULT CTestEffect::Deliver(IMediaSample* input, IMediaSample* output, std::uin
     RETURN_IF_FAILED(output->SetActualDataLength(static_cast<LONG>(frames * channels * sizeof(float))));
     if (!Plan().ownSamples)
         return m_output.CBaseOutputPin::Deliver(output);
-    IMediaSample* const wrapped = new CTestSample(*output, out);
-    wrapped->AddRef();
-    const HRESULT delivered = m_output.CBaseOutputPin::Deliver(wrapped);
-    wrapped->Release();
-    return delivered;
+    const ComPtr<IMediaSample> wrapped(new CTestSample(*output, out));
+    return m_output.CBaseOutputPin::Deliver(wrapped.Get());
 }
 
 void CTestEffect::Process(const float* in, float* out, std::uint32_t frames, std::uint32_t outChannels) {

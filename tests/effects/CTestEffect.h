@@ -110,7 +110,7 @@ protected:
 private:
     HRESULT Deliver(IMediaSample* input, IMediaSample* output, std::uint32_t frames);
     void Process(const float* in, float* out, std::uint32_t frames, std::uint32_t outChannels);
-    void Note(IMediaSample* sample, std::uint32_t frames, const float* data);
+    void Note(IMediaSample* sample, std::uint32_t frames);
 
     CTestInputPin m_input{*this};
     CTestOutputPin m_output{*this};

@@ -6,6 +6,16 @@
 #include <objbase.h>
 #include <stdexcept>
 
+namespace {
+
+std::wstring ClassKey(const GUID& clsid) {
+    wchar_t text[40];
+    ::StringFromGUID2(clsid, text, 40);
+    return std::wstring(L"Software\\Classes\\CLSID\\") + text;
+}
+
+} // namespace
+
 std::wstring ProgramFolder() {
     wchar_t path[MAX_PATH * 4] = L"";
     ::GetModuleFileNameW(nullptr, path, MAX_PATH * 4);
@@ -14,9 +24,7 @@ std::wstring ProgramFolder() {
 }
 
 void RegisterClassInPrefix(const GUID& clsid, const std::wstring& dllPath) {
-    wchar_t text[40];
-    ::StringFromGUID2(clsid, text, 40);
-    const std::wstring key = std::wstring(L"Software\\Classes\\CLSID\\") + text + L"\\InprocServer32";
+    const std::wstring key = ClassKey(clsid) + L"\\InprocServer32";
     CRegHandle server;
     if (::RegCreateKeyExW(
             HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, server.Put(), nullptr) != 0)
@@ -27,6 +35,10 @@ void RegisterClassInPrefix(const GUID& clsid, const std::wstring& dllPath) {
     };
     set(nullptr, dllPath);
     set(L"ThreadingModel", L"Both");
+}
+
+void UnregisterClassInPrefix(const GUID& clsid) {
+    ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, ClassKey(clsid).c_str());
 }
 
 void RegisterEcho() {

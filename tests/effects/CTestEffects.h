@@ -9,6 +9,7 @@ std::wstring ProgramFolder();
 
 /// Registers a COM class of an in-process server for this (private) prefix. Unregister takes it away.
 void RegisterClassInPrefix(const GUID& clsid, const std::wstring& dllPath);
+void UnregisterClassInPrefix(const GUID& clsid);
 
 /// The sample effect that was built beside the tests, and its page.
 void RegisterEcho();

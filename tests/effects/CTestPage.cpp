@@ -23,10 +23,6 @@ CTestPage::CTestPage() {
 }
 
 CTestPage::~CTestPage() {
-    if (m_site != nullptr)
-        m_site->Release();
-    if (m_object != nullptr)
-        m_object->Release();
     ::InterlockedDecrement(&Shared().record.liveObjects);
 }
 
@@ -48,27 +44,12 @@ STDMETHODIMP_(ULONG) CTestPage::Release() {
 }
 
 STDMETHODIMP CTestPage::SetPageSite(IPropertyPageSite* site) {
-    const auto keep = [&] {
-        if (site != nullptr)
-            site->AddRef();
-        if (m_site != nullptr)
-            m_site->Release();
-        m_site = site;
-        return S_OK;
-    };
+    const auto keep = [&] { return m_site = site, S_OK; };
     return Enter(Place::SetPageSite, keep, nullptr, site);
 }
 
 STDMETHODIMP CTestPage::SetObjects(ULONG count, IUnknown** objects) {
-    const auto keep = [&] {
-        if (m_object != nullptr)
-            std::exchange(m_object, nullptr)->Release();
-        if (count == 1) {
-            m_object = objects[0];
-            m_object->AddRef();
-        }
-        return S_OK;
-    };
+    const auto keep = [&] { return m_object = count == 1 ? objects[0] : nullptr, S_OK; };
     return Enter(Place::SetObjects, keep, nullptr, objects[0]);
 }
 

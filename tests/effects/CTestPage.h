@@ -3,6 +3,7 @@
 #include "support/com.h"
 
 #include <ocidl.h>
+#include <wrl/client.h>
 
 /// The test effect's property page: an empty child window of the planned size.
 class CTestPage : public IPropertyPage {
@@ -28,6 +29,6 @@ public:
 
 private:
     CRefCount m_references;
-    IPropertyPageSite* m_site = nullptr;
-    IUnknown* m_object = nullptr;
+    Microsoft::WRL::ComPtr<IPropertyPageSite> m_site;
+    Microsoft::WRL::ComPtr<IUnknown> m_object;
 };

@@ -3,6 +3,7 @@
 #include <immintrin.h>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -32,72 +33,36 @@ void OverwriteHeap() {
             std::memset(entry.lpData, 0xEE, entry.cbData);
 }
 
-void End(Fault fault) {
-    switch (fault) {
-    case Fault::Exit:
-        ::ExitProcess(7);
-    case Fault::Terminate:
-        ::TerminateProcess(::GetCurrentProcess(), 7);
-        break;
-    case Fault::Abort:
-        std::abort();
-    case Fault::LoseStack:
-        asm volatile("movl $16, %esp\n\tpushl %eax");
-        break;
-    case Fault::DestroyHeap:
-        OverwriteHeap();
-        break;
-    case Fault::OtherThread:
-        ::WaitForSingleObject(::CreateThread(nullptr, 0, FaultOnThread, nullptr, 0, nullptr), INFINITE);
-        break;
-    case Fault::Hang:
-        ::Sleep(INFINITE);
-        break;
-    default:
-        break;
-    }
-}
-
-void Break(Fault fault) {
-    switch (fault) {
-    case Fault::ReadViolation:
-        g_zero = *g_nowhere;
-        break;
-    case Fault::WriteViolation:
-        *g_nowhere = 1;
-        break;
-    case Fault::ExecuteViolation:
-        g_noCode();
-        break;
-    case Fault::IntegerDivide:
-        asm volatile("xorl %%ecx, %%ecx\n\txorl %%edx, %%edx\n\tmovl $7, %%eax\n\tidivl %%ecx" ::
-                         : "eax", "ecx", "edx");
-        break;
-    case Fault::IllegalInstruction:
-        asm volatile("ud2");
-        break;
-    case Fault::Breakpoint:
-        asm volatile("int3");
-        break;
-    case Fault::FloatDivide: {
-        const std::uint16_t unmasked = 0x0240;
-        asm volatile("fldcw %0\n\tfld1\n\tfldz\n\tfdivrp\n\tfwait" : : "m"(unmasked));
-        break;
-    }
-    case Fault::ForeignThrow:
-        ::RaiseException(0xE06D7363, EXCEPTION_NONCONTINUABLE, 0, nullptr);
-        break;
-    case Fault::CallBack:
-        Shared().plan.callback(Shared().plan.callbackArgument);
-        break;
-    case Fault::StackOverflow:
-        g_zero = Descend(0);
-        break;
-    default:
-        End(fault);
-        break;
-    }
-}
+const std::pair<Fault, Code> kFaults[] = {
+    {Fault::ReadViolation, [] { g_zero = *g_nowhere; }},
+    {Fault::WriteViolation, [] { *g_nowhere = 1; }},
+    {Fault::ExecuteViolation, [] { g_noCode(); }},
+    {Fault::IntegerDivide,
+        [] {
+            asm volatile("xorl %%ecx, %%ecx\n\txorl %%edx, %%edx\n\tmovl $7, %%eax\n\tidivl %%ecx" ::
+                             : "eax", "ecx", "edx");
+        }},
+    {Fault::IllegalInstruction, [] { asm volatile("ud2"); }},
+    {Fault::Breakpoint, [] { asm volatile("int3"); }},
+    {Fault::FloatDivide,
+        [] {
+            const std::uint16_t unmasked = 0x0240;
+            asm volatile("fldcw %0\n\tfld1\n\tfldz\n\tfdivrp\n\tfwait" : : "m"(unmasked));
+        }},
+    {Fault::ForeignThrow, [] { ::RaiseException(0xE06D7363, EXCEPTION_NONCONTINUABLE, 0, nullptr); }},
+    {Fault::StackOverflow, [] { g_zero = Descend(0); }},
+    {Fault::CallBack, [] { Shared().plan.callback(Shared().plan.callbackArgument); }},
+    {Fault::Exit, [] { ::ExitProcess(7); }},
+    {Fault::Terminate, [] { ::TerminateProcess(::GetCurrentProcess(), 7); }},
+    {Fault::Abort, [] { std::abort(); }},
+    {Fault::LoseStack, [] { asm volatile("movl $16, %esp\n\tpushl %eax"); }},
+    {Fault::DestroyHeap, OverwriteHeap},
+    {Fault::OtherThread,
+        [] {
+            ::WaitForSingleObject(::CreateThread(nullptr, 0, FaultOnThread, nullptr, 0, nullptr), INFINITE);
+        }},
+    {Fault::Hang, [] { ::Sleep(INFINITE); }},
+};
 
 } // namespace
 
@@ -113,7 +78,9 @@ HRESULT At(Place place) {
         return S_OK;
     if (state.plan.fault == Fault::Fail)
         return E_FAIL;
-    Break(state.plan.fault);
+    for (const auto& [fault, code] : kFaults)
+        if (fault == state.plan.fault)
+            code();
     return S_OK;
 }
 

@@ -61,7 +61,7 @@ enum class Fault : int {
     Hang
 };
 
-enum class Frames : int { Same, Fewer, None, Twice };
+enum class Frames : int { Same, Fewer, None };
 
 struct TestEffectPlan {
     bool inPlace = false;      ///< takes the downstream pin's allocator and passes samples through
@@ -70,7 +70,6 @@ struct TestEffectPlan {
     bool monoOutput = false;   ///< its output refuses stereo
     bool changesType = false;  ///< offers its output with other cbSize and lSampleSize
     bool ownSamples = false;   ///< wraps what it delivers into samples of its own
-    bool persists = true;      ///< has IPersistStream
     ULONG pages = 1;           ///< property pages reported
     SIZE pageSize{120, 80};    ///< pixels
     float gain = 1.0f;         ///< of the effect; the state blob
@@ -99,7 +98,6 @@ struct TestEffectRecord {
     LONG liveObjects = 0; ///< filters, pages and factories
     std::uint32_t blocks = 0;
     std::array<TestEffectBlock, 64> lastBlocks{}; ///< block n at n % 64
-    float firstSample = 0;                        ///< left channel of the last block
     HWND pageWindow = nullptr;
 };
 

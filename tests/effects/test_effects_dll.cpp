@@ -6,6 +6,7 @@
 #include "tests/effects/CTestPage.h"
 #include "tests/effects/faults.h"
 
+#include <wrl/client.h>
 #include <new>
 
 namespace {
@@ -40,13 +41,8 @@ public:
 private:
     template <typename T, typename Interface>
     static HRESULT Make(REFIID iid, void** out) {
-        Interface* const object = new (std::nothrow) T;
-        if (object == nullptr)
-            return E_OUTOFMEMORY;
-        object->AddRef();
-        const HRESULT result = object->QueryInterface(iid, out);
-        object->Release();
-        return result;
+        const Microsoft::WRL::ComPtr<Interface> object(new (std::nothrow) T);
+        return object ? object->QueryInterface(iid, out) : E_OUTOFMEMORY;
     }
 
     const Place m_place;

@@ -79,11 +79,6 @@ private:
         if (!kept)
             ++m_state.wrongAnswers, m_state.wrongExport = which;
     }
-    static void TakeMessages() {
-        MSG message;
-        while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
-            ::DispatchMessageW(&message);
-    }
 
     std::size_t Below(std::size_t limit) { return m_random() % limit; }
     bool Chance(std::size_t percent) { return Below(100) < percent; }

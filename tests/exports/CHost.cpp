@@ -1,66 +1,7 @@
 #include "tests/exports/CHost.h"
 
-#include "tests/effects/CTestEffects.h"
-
 #include <algorithm>
 #include <cstring>
-#include <stdexcept>
-
-CModule::CModule(const std::wstring& file) : m_library(::LoadLibraryW((ProgramFolder() + file).c_str())) {
-    if (m_library == nullptr)
-        throw std::runtime_error("the module is missing");
-    const auto bind = [this](auto& function, const char* name) {
-        void* const address = reinterpret_cast<void*>(::GetProcAddress(m_library, name));
-        if (address == nullptr)
-            throw std::runtime_error(name);
-        function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(address);
-    };
-    bind(Create, "DSP_Create");
-    bind(Destroy, "DSP_Destroy");
-    bind(Set, "DSP_Set");
-    bind(Get, "DSP_Get");
-    bind(ShowConfigBit, "DSP_ShowConfigBit");
-    bind(RemoveConfigBit, "DSP_RemoveConfigBit");
-    bind(BeginConversion, "DSP_BeginConversion");
-    bind(PassAudioBlock, "DSP_PassAudioBlock");
-    bind(PassNonLive, "DSP_PassNonLive");
-    bind(EndConversion, "DSP_EndConversion");
-    bind(AfterConversion, "DSP_AfterConversion");
-}
-
-CModule::~CModule() {
-    ::FreeLibrary(m_library);
-}
-
-CLogFile::CLogFile() {
-    wchar_t folder[MAX_PATH] = L"";
-    wchar_t path[MAX_PATH] = L"";
-    ::GetTempPathW(MAX_PATH, folder);
-    ::GetTempFileNameW(folder, L"dxw", 0, path);
-    m_file.Reset(::CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-        FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
-}
-
-std::wstring CLogFile::Take() {
-    LARGE_INTEGER size{};
-    LARGE_INTEGER from{};
-    ::GetFileSizeEx(m_file.Get(), &size);
-    from.QuadPart = m_read;
-    ::SetFilePointerEx(m_file.Get(), from, nullptr, FILE_BEGIN);
-    std::wstring text(static_cast<std::size_t>(size.QuadPart - m_read) / sizeof(wchar_t), L'\0');
-    DWORD read = 0;
-    ::ReadFile(m_file.Get(), text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)), &read, nullptr);
-    m_read = size.QuadPart;
-    return text;
-}
-
-std::wstring CLogFile::TakeUnindented() {
-    std::wstring text = Take();
-    const std::size_t indentation = std::min(text.find_first_not_of(L' '), text.size());
-    for (std::size_t at = 0; at < text.size(); at = text.find(L'\n', at) + 1)
-        text.erase(at, indentation);
-    return text;
-}
 
 CHost::CHost(CModule& module) : m_module(module) {
     const DSPHostContext context{errors.Get(), information.Get(), trace.Get()};

@@ -1,63 +1,16 @@
 #pragma once
 
-#include "dsp/dsp_api.h"
-#include "support/handles.h"
+#include "dxconv/CDspModule.h"
+#include "tests/dsp/CLogFile.h"
 
 #include <doctest/doctest.h>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-namespace doctest {
-template <>
-struct StringMaker<std::wstring> {
-    static String convert(const std::wstring& text) {
-        std::string narrow;
-        for (const wchar_t unit : text)
-            narrow += unit < 128 ? static_cast<char>(unit) : '?';
-        return narrow.c_str();
-    }
-};
-} // namespace doctest
-
 /// The module as a host has it: loaded from the file, its exports bound by name.
-class CModule {
-public:
-    /// file: relative to the folder of the test program.
-    explicit CModule(const std::wstring& file = L"..\\dxwrapper.dll");
-    ~CModule();
-    CModule(const CModule&) = delete;
-    CModule& operator=(const CModule&) = delete;
-
-    DSP_CreateFn Create;
-    DSP_DestroyFn Destroy;
-    DSP_SetFn Set;
-    DSP_GetFn Get;
-    DSP_ShowConfigBitFn ShowConfigBit;
-    DSP_RemoveConfigBitFn RemoveConfigBit;
-    DSP_BeginConversionFn BeginConversion;
-    DSP_PassAudioBlockFn PassAudioBlock;
-    DSP_PassNonLiveFn PassNonLive;
-    DSP_EndConversionFn EndConversion;
-    DSP_AfterConversionFn AfterConversion;
-
-private:
-    HMODULE m_library;
-};
-
-/// A log file that is read back while the module may still write to it.
-class CLogFile {
-public:
-    CLogFile();
-    HANDLE Get() const { return m_file.Get(); }
-    /// What was written since the last call.
-    std::wstring Take();
-    /// The same, less the indentation that the first line has (failed calls leave theirs behind).
-    std::wstring TakeUnindented();
-
-private:
-    CHandle<HANDLE, ::CloseHandle> m_file;
-    LONGLONG m_read = 0;
+struct CModule : CDspModule {
+    CModule() : CDspModule("..\\dxwrapper.dll") {}
 };
 
 /// One instance with its three logs.

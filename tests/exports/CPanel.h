@@ -1,54 +1,13 @@
 #pragma once
 
-#include "config/PlugInElem.h"
-#include "config/plugin_store.h"
 #include "resources/resource.h"
+#include "tests/config/CScannerPerson.h"
+#include "tests/config/CStoredList.h"
 #include "tests/effects/CTestEffects.h"
 #include "tests/exports/CHost.h"
+#include "tests/messages.h"
 
-#include <functional>
-#include <initializer_list>
 #include <string>
-
-/// Runs this thread's messages until `done` or for 20 s at most; `dialog`: whose keyboard interface to use.
-template <typename Done>
-bool PumpUntil(Done done, HWND dialog = nullptr) {
-    const DWORD start = ::GetTickCount();
-    while (!done() && ::GetTickCount() - start < 20'000) {
-        MSG message;
-        while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            if (dialog != nullptr && ::IsDialogMessageW(dialog, &message))
-                continue;
-            ::TranslateMessage(&message);
-            ::DispatchMessageW(&message);
-        }
-        ::Sleep(1);
-    }
-    return done();
-}
-
-/// What the registry holds as the list of usable effects, for a scope.
-class CStoredList {
-public:
-    struct Effect {
-        GUID clsid;
-        const char* name;
-    };
-    explicit CStoredList(std::initializer_list<Effect> effects) {
-        CStructArray list(sizeof(PlugInElem), 16);
-        for (const Effect& effect : effects) {
-            PlugInElem record;
-            record.clsid = effect.clsid;
-            record.name = CopyName(effect.name);
-            list.Append(record);
-        }
-        StorePlugIns(list);
-    }
-    ~CStoredList() { Forget(); }
-    CStoredList(const CStoredList&) = delete;
-    CStoredList& operator=(const CStoredList&) = delete;
-    static void Forget() { ::RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Orvelle\\DXWrapper"); }
-};
 
 /// An instance with its panel in a window of a host, and what a person does with it.
 class CPanel : public CHost {
@@ -91,30 +50,4 @@ public:
 
 private:
     CModule& m_exports;
-};
-
-/// Does `person` with the scanner's dialog as soon as it is shown, while this lives.
-class CScannerPerson {
-public:
-    explicit CScannerPerson(std::function<void(HWND)> person) {
-        Person() = std::move(person);
-        m_timer = ::SetTimer(nullptr, 0, 20, Look);
-    }
-    ~CScannerPerson() { ::KillTimer(nullptr, m_timer); }
-    CScannerPerson(const CScannerPerson&) = delete;
-    CScannerPerson& operator=(const CScannerPerson&) = delete;
-
-private:
-    static std::function<void(HWND)>& Person() {
-        static std::function<void(HWND)> person;
-        return person;
-    }
-    static void CALLBACK Look(HWND, UINT, UINT_PTR timer, DWORD) {
-        const HWND dialog = ::FindWindowW(nullptr, L"Scan for DirectX PlugIns");
-        if (dialog == nullptr || !::IsWindowVisible(dialog))
-            return;
-        ::KillTimer(nullptr, timer);
-        Person()(dialog);
-    }
-    UINT_PTR m_timer;
 };

@@ -100,20 +100,6 @@ TEST_CASE_FIXTURE(Conversion, "an effect that never falls silent rings for the w
     }
 }
 
-TEST_CASE_FIXTURE(Conversion, "an effect with mono output: its samples are taken as left and right in turn") {
-    effects.Plan().monoOutput = true;
-    REQUIRE(Begin() == 1);
-    std::vector<std::int16_t> samples(1024);
-    std::vector<std::int16_t> out(1024);
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        samples[i] = static_cast<std::int16_t>(i * 16);
-    Bytes data = Shorts(samples);
-    REQUIRE(Pass(data, false) == 1);
-    std::memcpy(out.data(), data.data(), data.size());
-    for (std::size_t i = 0; i < 512; ++i)
-        REQUIRE(out[i] == samples[2 * i]);
-}
-
 TEST_CASE_FIXTURE(Conversion,
     "the effect is connected at the stream's rate with the state of the settings, for each conversion anew") {
     const std::wstring settings = CHost::SettingsFor(L"n", CLSID_TestEffect, {0, 0, 0, 0x3F});

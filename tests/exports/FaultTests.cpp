@@ -74,19 +74,12 @@ struct Garbage {
 constexpr std::uint32_t kNowhere = 0x10;
 constexpr std::uint32_t kNegative = 0xFFFFFFFF;
 constexpr std::uint32_t kHuge = 0x7FFFFFFF;
-const Garbage kHandOuts[] = {{Place::GetClassObject, 0, {0, kNowhere}, Phase::Connecting},
-    {Place::CreateEffect, 0, {0, kNowhere}, Phase::Connecting},
-    {Place::QueryBaseFilter, 0, {0, kNowhere}, Phase::Connecting},
-    {Place::QueryPages, 0, {0, kNowhere}, Phase::Connecting},
-    {Place::CreatePage, 0, {0, kNowhere}, Phase::Connecting},
-    {Place::QueryPage, 0, {0, kNowhere}, Phase::Connecting},
-    {Place::EnumPins, 0, {0, kNowhere}, Phase::Connecting},
-    {Place::NextPin, 0, {0, kNowhere}, Phase::Connecting},
-    {Place::InputPinInfo, 0, {0, kNowhere}, Phase::Connecting},
-    {Place::InputConnectedTo, 0, {0, kNowhere}, Phase::Connecting},
-    {Place::OutputConnectedTo, 0, {0}, Phase::Unharmed},
+// Null or nowhere given out by these fails the connection.
+constexpr Place kNeeded[] = {Place::GetClassObject, Place::CreateEffect, Place::QueryBaseFilter,
+    Place::QueryPages, Place::CreatePage, Place::QueryPage, Place::EnumPins, Place::NextPin,
+    Place::InputPinInfo, Place::InputConnectedTo, Place::QueryMemInput};
+const Garbage kHandOuts[] = {{Place::OutputConnectedTo, 0, {0}, Phase::Unharmed},
     {Place::OutputConnectedTo, 0, {kNowhere}, Phase::Connecting},
-    {Place::QueryMemInput, 0, {0, kNowhere}, Phase::Connecting},
     {Place::InputGetAllocator, 0, {0}, Phase::Unharmed},
     {Place::InputGetAllocator, 0, {kNowhere}, Phase::Connecting},
     {Place::QueryPersist, 0, {0}, Phase::Unharmed}, {Place::QueryPersist, 0, {kNowhere}, Phase::Running},
@@ -113,21 +106,16 @@ const Garbage kFigures[] = {
 // Calls that were given something of ours, or stand for the effect and the page; how the host sees a
 // reference that is never given back, and one given back twice.
 const struct {
-    Place place;
+    std::vector<Place> places;
     Phase kept, dropped;
-} kReferences[] = {{Place::Receive, Phase::Running, Phase::Unharmed}, // sample
-    {Place::ReceiveAfterDelivery, Phase::Running, Phase::Unharmed},
-    {Place::ReceiveConnection, Phase::Unharmed, Phase::Unharmed}, // source
-    {Place::OutputConnect, Phase::Unharmed, Phase::Unharmed},     // renderer
-    {Place::NotifyAllocator, Phase::Unharmed, Phase::Unharmed},
-    {Place::SetPageSite, Phase::Unharmed, Phase::Unharmed},
-    {Place::JoinGraph, Phase::Unharmed, Phase::Unharmed},     // graph manager
-    {Place::SetSyncSource, Phase::Unharmed, Phase::Unharmed}, // clock
-    {Place::Load, Phase::Unharmed, Phase::Unharmed},          // stream
-    {Place::Save, Phase::Unharmed, Phase::Unharmed},
-    {Place::Pause, Phase::Unharmed, Phase::Undefined},        // the effect, by itself
-    {Place::SetObjects, Phase::Unharmed, Phase::Undefined},   // the effect, by its page
-    {Place::GetPageInfo, Phase::Unharmed, Phase::Undefined}}; // the page
+} kReferences[] = {{{Place::Receive, Place::ReceiveAfterDelivery}, Phase::Running,
+                       Phase::Unharmed}, // sample
+                                         // Pins, allocator, site, graph manager, clock, streams.
+    {{Place::ReceiveConnection, Place::OutputConnect, Place::NotifyAllocator, Place::SetPageSite,
+         Place::JoinGraph, Place::SetSyncSource, Place::Load, Place::Save},
+        Phase::Unharmed, Phase::Unharmed},
+    // The effect, by itself and by its page; the page.
+    {{Place::Pause, Place::SetObjects, Place::GetPageInfo}, Phase::Unharmed, Phase::Undefined}};
 
 std::vector<Cell> Cells() {
     std::vector<Cell> cells;
@@ -138,15 +126,19 @@ std::vector<Cell> Cells() {
         for (const std::uint32_t value : row.values)
             cells.push_back({kind, row.place, Fault::Patch, row.phase, row.offset, value});
     };
+    for (const Place place : kNeeded)
+        addGarbage("success with null or nowhere", {place, 0, {0, kNowhere}, Phase::Connecting});
     for (const Garbage& row : kHandOuts)
         addGarbage("success with null or nowhere", row);
     for (const Garbage& row : kFigures)
         addGarbage("garbage figure", row);
-    for (const auto& [place, kept, dropped] : kReferences)
-        for (const bool inPlace : {false, true}) {
-            cells.push_back({"reference never given back", place, Fault::Keep, kept, 0, 0, inPlace});
-            cells.push_back({"reference given back twice", place, Fault::Overdrop, dropped, 0, 0, inPlace});
-        }
+    for (const auto& [places, kept, dropped] : kReferences)
+        for (const Place place : places)
+            for (const bool inPlace : {false, true}) {
+                cells.push_back({"reference never given back", place, Fault::Keep, kept, 0, 0, inPlace});
+                cells.push_back(
+                    {"reference given back twice", place, Fault::Overdrop, dropped, 0, 0, inPlace});
+            }
     for (const auto& [fault, name] : kEnds)
         cells.push_back({name, Place::Receive, fault, Phase::Ended});
     std::stable_partition(

@@ -91,9 +91,7 @@ TEST_CASE("a settings text without a connectable effect is an error of the panel
     for (const std::wstring& settings : {CHost::SettingsFor(L"x", unknown), CHost::SettingsFor(L"x", none),
              std::wstring(L"x=X0011"), CHost::SettingsFor(L"x", CLSID_TestEffect).substr(0, 41)}) {
         CHECK(module.ShowConfigBit(host.instance, nullptr, 0, 0, settings.c_str()) == nullptr);
-        const std::wstring errors = host.errors.Take();
-        CHECK(errors.find(L"Error: Connect to DirectX PlugIn  [clDSP::ShowConfigBit]\r\n") !=
-              std::wstring::npos);
+        CHECK(host.errors.Take().ends_with(L"Error: Connect to DirectX PlugIn  [clDSP::ShowConfigBit]\r\n"));
     }
     module.ShowConfigBit(host.instance, nullptr, 0, 0, CHost::SettingsFor(L"x", CLSID_TestEffect).c_str());
     for (const wchar_t* settings :

@@ -157,6 +157,9 @@ TEST_CASE(
     ::GetWindowRect(editor, &outer);
     ::GetWindowRect(panel.form, &around);
     CHECK((client.right == 231 && client.bottom == 87));
+    const HWND page = effects.Record().pageWindow;
+    CHECK((::GetParent(page) == editor && ::IsWindowVisible(page)));
+    CHECK((::GetClientRect(page, &client) && client.right == 231 && client.bottom == 87));
     CHECK(outer.left == around.left + (around.right - around.left - (outer.right - outer.left)) / 2);
     CHECK(outer.top == around.top + (around.bottom - around.top - (outer.bottom - outer.top)) / 2);
 

@@ -100,59 +100,37 @@ DWORD WINAPI Convert(void* argument) {
 void Linger(CRandom& random) {
     const DWORD until = ::GetTickCount() + static_cast<DWORD>(random.Below(20));
     do {
-        MSG message;
-        while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
-            ::DispatchMessageW(&message);
+        TakeMessages();
         ::Sleep(1);
     } while (::GetTickCount() < until);
 }
 
-void MoveAround(HWND editor, CRandom& random) {
+// A person at a panel: opens Echo's editor, moves it around and closes it, or leaves it to go with the panel.
+// The text that shows the converting instance's panel names no effect and so leaves the one that converts. In
+// the other instance Echo is picked, after the text has connected it: two graphs; its slider is moved.
+int Round(CPanel& panel, bool converting, CRandom& random) {
+    const std::wstring settings = converting ? L"" : CHost::SettingsFor(L"Echo", kEchoFilterClsid);
+    int failures = (panel.Show(settings) == nullptr) + (panel.Selection() != 0);
+    converting ? panel.Press(IDC_EDITOR_TOGGLE) : panel.Select(0);
+    const HWND editor = CPanel::Editor(L"Echo");
+    const HWND page = ::GetWindow(editor, GW_CHILD);
+    const HWND slider = ::GetDlgItem(page, IDC_FIRST_SLIDER + kEchoFeedback);
+    failures += slider == nullptr;
+    if (!converting) {
+        ::SendMessageW(slider, TBM_SETPOS, TRUE, random.Below(90));
+        ::SendMessageW(page, WM_HSCROLL, TB_ENDTRACK, reinterpret_cast<LPARAM>(slider));
+    }
     for (int i = random.Below(6); i >= 0; --i) {
         ::SetWindowPos(
             editor, nullptr, random.Below(1500), random.Below(1100), 0, 0, SWP_NOSIZE | SWP_NOZORDER);
         Linger(random);
     }
-}
-
-void CloseOrLeave(CPanel& panel, HWND editor, CRandom& random) {
-    switch (random.Below(3)) {
-    case 0:
+    const int closing = random.Below(3);
+    if (closing == 0)
         ::SendMessageW(editor, WM_SYSCOMMAND, SC_CLOSE, 0);
-        break;
-    case 1:
+    else if (closing == 1)
         panel.Press(IDC_EDITOR_TOGGLE);
-        break;
-    default: // it goes with the panel
-        break;
-    }
     Linger(random);
-}
-
-// A person at the panel of another instance: picks Echo, moves its editor and a slider. Two graphs.
-int RoundElsewhere(CPanel& panel, CRandom& random) {
-    int failures = panel.Show(CHost::SettingsFor(L"Echo", kEchoFilterClsid)) == nullptr;
-    panel.Select(0);
-    const HWND editor = CPanel::Editor(L"Echo");
-    const HWND page = ::GetWindow(editor, GW_CHILD);
-    const HWND slider = ::GetDlgItem(page, IDC_FIRST_SLIDER + kEchoFeedback);
-    failures += slider == nullptr;
-    ::SendMessageW(slider, TBM_SETPOS, TRUE, random.Below(90));
-    ::SendMessageW(page, WM_HSCROLL, TB_ENDTRACK, reinterpret_cast<LPARAM>(slider));
-    MoveAround(editor, random);
-    CloseOrLeave(panel, editor, random);
-    return failures + panel.Remove().empty();
-}
-
-// The panel of the converting instance: a text that names no effect leaves the one that converts.
-int RoundOnConverting(CPanel& panel, CRandom& random) {
-    int failures = panel.Show(L"") == nullptr;
-    failures += panel.Selection() != 0;
-    panel.Press(IDC_EDITOR_TOGGLE);
-    const HWND editor = CPanel::Editor(L"Echo");
-    failures += editor == nullptr;
-    MoveAround(editor, random);
-    CloseOrLeave(panel, editor, random);
     return failures + panel.Remove().empty();
 }
 
@@ -183,13 +161,12 @@ TEST_CASE("sound through Echo stays exact and the process its size while panels 
     CRandom random(1);
     int failures = 0;
     for (int i = 0; i < kWarmUpRounds; ++i) // a tenth of a short run is not enough for the platform to settle
-        failures += RoundElsewhere(other, random) + RoundOnConverting(converting, random);
+        failures += Round(other, false, random) + Round(converting, true, random);
     const HANDLE thread = ::CreateThread(nullptr, 0, Convert, &soak, 0, nullptr);
     std::unique_ptr<Mark> atTenth;
     std::uint32_t roundsAtTenth = 0;
     while (::WaitForSingleObject(thread, 0) == WAIT_TIMEOUT) {
-        failures += RoundElsewhere(other, random);
-        failures += RoundOnConverting(converting, random);
+        failures += Round(other, false, random) + Round(converting, true, random);
         ++soak.rounds;
         const bool tenth =
             soak.blocksDone >= seconds * kBlocksASecond / 10 && soak.rounds * kSecondsARound >= seconds / 10;

@@ -3,6 +3,7 @@
 #include <dshow.h>
 #include <psapi.h>
 #include <winternl.h>
+#include <wrl/client.h>
 #include <vector>
 
 namespace {
@@ -59,16 +60,11 @@ std::size_t ResidentBytes() {
 }
 
 void PlainGraph() {
-    IGraphBuilder* builder = nullptr;
-    ::CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
-        reinterpret_cast<void**>(&builder));
-    IMediaControl* control = nullptr;
-    builder->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&control));
+    Microsoft::WRL::ComPtr<IMediaControl> control;
+    ::CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&control));
     control->Pause();
     control->Run();
     control->Stop();
-    control->Release();
-    builder->Release();
 }
 
 GraphShare MeasureGraphShare() {

@@ -16,7 +16,6 @@ constexpr WORD kMenu = 901;
 constexpr UINT kMenuItem = 77;
 constexpr UINT kNativeButton = 902;
 constexpr WORD kButtonId = 108;
-constexpr XButtonColours kColours{0xF0F0F0, 0xBEBEBE, 0xD7D7D7};
 
 class CCountingButton : public XButton {
 public:
@@ -134,7 +133,7 @@ TEST_CASE("a mouse click comes once, a menu's choice goes to the form") {
         ::PostMessageW(dialog.Window(), WM_KEYDOWN, VK_DOWN, 0);
         ::PostMessageW(dialog.Window(), WM_KEYDOWN, VK_RETURN, 0);
         dialog.Key(control, WM_KEYDOWN, VK_SPACE);
-        PumpUntil([&] { return dialog.lastCommand == kMenuItem; }, 500);
+        PumpUntil([&] { return dialog.lastCommand == kMenuItem; }, nullptr, 500);
     }
     CHECK(dialog.lastCommand == kMenuItem);
     CHECK(dialog.button.presses == 0);

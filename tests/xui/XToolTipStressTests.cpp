@@ -12,7 +12,6 @@ constexpr int kOrders = 10000;
 constexpr DWORD kLimitMs = 300000;
 constexpr unsigned kSeed = 20240607;
 constexpr POINT kClearOfButton{450, 380};
-constexpr XButtonColours kColours{0xF0F0F0, 0xBEBEBE, 0xD7D7D7};
 
 std::atomic<int> g_callbacks{0};
 std::atomic<int> g_faults{0};
@@ -51,7 +50,7 @@ public:
         case 11: return Pick(3) == 0 ? ClickAndStall() : Click(true);
         case 12: return Rebuild();
         case 13: return ::Sleep(static_cast<DWORD>(Pick(8))); // the window thread is busy
-        case 14: PumpUntil([] { return false; }, static_cast<DWORD>(Pick(8))); return;
+        case 14: PumpUntil([] { return false; }, nullptr, static_cast<DWORD>(Pick(8))); return;
         case 15: case 16: return PutCursor(kOffForm);
         case 17: case 18: return PutCursor({215 + Pick(180), 215 + Pick(130)}); // the button
         default: return PutCursor(kClearOfButton);

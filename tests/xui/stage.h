@@ -1,27 +1,12 @@
 #pragma once
 
+#include "tests/messages.h"
+#include "xui/XButton.h"
 #include "xui/XWindow.h"
-
-#include <windows.h>
 
 // The cursor and the tooltip thread's clock are this program's own: the toolkit finds them in place of the
 // system's. The pointer of a display is moved by every program on it, and a loaded machine keeps no time.
 // The thread's passes follow one another without a rest.
-
-/// Runs the messages of this thread until `done` or for at most timeoutMs. Returns what `done` says.
-template <typename Done>
-bool PumpUntil(Done done, DWORD timeoutMs = 20000) {
-    const DWORD start = ::GetTickCount();
-    while (!done() && ::GetTickCount() - start < timeoutMs) {
-        MSG message;
-        while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            ::TranslateMessage(&message);
-            ::DispatchMessageW(&message);
-        }
-        ::Sleep(1);
-    }
-    return done();
-}
 
 /// Screen coordinates.
 void PutCursor(POINT point);
@@ -36,5 +21,6 @@ public:
     CForm() : XWindow(L"form", 200, 200, 500, 400, WS_POPUP | WS_VISIBLE, 0, nullptr, 0, nullptr, nullptr) {}
 };
 
+constexpr XButtonColours kColours{0xF0F0F0, 0xBEBEBE, 0xD7D7D7};
 constexpr POINT kOnForm{350, 300};
 constexpr POINT kOffForm{20, 20};

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "dxconv/files.h"
-#include "dxconv/find_effect.h"
 #include "support/com.h"
+#include "tests/effects/CTestEffects.h"
 
 #include <doctest/doctest.h>
 #include <dshow.h>
@@ -25,14 +24,14 @@ public:
     ~CRegisteredFilters() {
         for (const GUID& clsid : m_added) {
             m_mapper->UnregisterFilter(nullptr, nullptr, clsid);
-            ::RegDeleteTreeW(HKEY_CLASSES_ROOT, (L"CLSID\\" + ClsidText(clsid)).c_str());
+            UnregisterClassInPrefix(clsid);
         }
     }
     CRegisteredFilters(const CRegisteredFilters&) = delete;
     CRegisteredFilters& operator=(const CRegisteredFilters&) = delete;
 
-    /// dll: the code behind it; empty: none.
-    void Add(const GUID& clsid, const TestFilter& test, const std::string& dll = {}) {
+    /// dll: the code behind it, from the program's folder; empty: none.
+    void Add(const GUID& clsid, const TestFilter& test, const std::wstring& dll = {}) {
         const REGPINTYPES in{&MEDIATYPE_Audio, &MEDIASUBTYPE_PCM};
         const REGPINTYPES out{&test.output, &MEDIASUBTYPE_PCM};
         wchar_t pin[] = L"Pin";
@@ -45,10 +44,8 @@ public:
         filter.rgPins = pins;
         REQUIRE(SUCCEEDED(m_mapper->RegisterFilter(clsid, test.name, nullptr, nullptr, nullptr, &filter)));
         m_added.push_back(clsid);
-        const std::wstring path = FullPath(dll), key = L"CLSID\\" + ClsidText(clsid) + L"\\InprocServer32";
         if (!dll.empty())
-            ::RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), L"", REG_SZ, path.c_str(),
-                static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t)));
+            RegisterClassInPrefix(clsid, ProgramFolder() + dll);
     }
 
 private:
