@@ -31,7 +31,7 @@ constexpr std::uint32_t kLongPieces = 192;
 constexpr std::uint32_t kPieces = kLongPieces - kShortPieces;
 constexpr unsigned kGuards = 7; // calls of a piece that a fault may end
 constexpr unsigned kLocks = 6;  // locks entered for a piece
-constexpr unsigned kRounds = 601;
+constexpr unsigned kRounds = 1001;
 constexpr double kNano = 1e-9;
 constexpr double kMicro = 1e-6;
 

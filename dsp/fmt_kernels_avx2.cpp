@@ -88,7 +88,6 @@ template <typename Format>
 struct Avx2 : Format {
     template <std::size_t kCopies>
     static void StepToFloat(const Byte* from, float* stereo) {
-        Format::Prepare(from);
 #pragma GCC unroll 4
         for (std::size_t n = 0; n != Format::kStep; n += 8)
             Put<kCopies>(stereo + n * kCopies, Format::Floats(Format::Load(from + n * Format::kBytes)));
@@ -99,18 +98,13 @@ struct Avx2 : Format {
     }
 };
 
-/// What only some formats need.
-template <typename Sample>
-struct Usual : Sample {
-    static constexpr std::size_t kStep = 32;
-    static void Prepare(const Byte*) {}
-};
-
 // Samples of up to 16 bits take no conversion to float: with the top bit flipped they count up from the
 // bottom of the range, and are the low fraction bits of a float whose exponent makes their unit that of the
 // sample. What is too much is then taken off; both steps are exact.
 
-struct Avx2Pcm8 : Usual<Pcm8> {
+struct Avx2Pcm8 : Pcm8 {
+    static constexpr std::size_t kStep = 32;
+
     static __m128i Load(const Byte* from) { return Load64(from); }
 
     static __m128i LoadApart(const Byte* from, std::size_t frameBytes) {
@@ -155,7 +149,7 @@ private:
     static constexpr int kUnit = 0x4780'0000; // 2^16: the fraction's last bit is 2^-7
 };
 
-struct Avx2Pcm16 : Usual<Pcm16> {
+struct Avx2Pcm16 : Pcm16 {
     static constexpr std::size_t kStep = 16;
     static constexpr std::size_t kTryStep = 64;
 
@@ -214,7 +208,9 @@ private:
     }
 };
 
-struct Avx2Pcm24 : Usual<Pcm24> {
+struct Avx2Pcm24 : Pcm24 {
+    static constexpr std::size_t kStep = 32;
+
     // Eight samples are 24 bytes: the lower lane takes the first 16 of them, the upper one the last.
     static __m256i Load(const Byte* from) {
         const __m256i places = _mm256_setr_epi8(-1, 0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, //
@@ -232,13 +228,6 @@ struct Avx2Pcm24 : Usual<Pcm24> {
 
     static __m256 Floats(__m256i topBits) {
         return _mm256_mul_ps(_mm256_cvtepi32_ps(topBits), _mm256_set1_ps(0x1p-31f));
-    }
-
-    // Loads 24 bytes apart are no stream to the processor.
-    static void Prepare(const Byte* from) {
-        constexpr std::size_t kAheadBytes = 1024;
-        _mm_prefetch(reinterpret_cast<const char*>(from + kAheadBytes), _MM_HINT_T0);
-        _mm_prefetch(reinterpret_cast<const char*>(from + kAheadBytes + 64), _MM_HINT_T0);
     }
 
     // Eight samples fill six of a vector's eight places, and four times eight three whole vectors.
@@ -271,7 +260,9 @@ struct Avx2Pcm24 : Usual<Pcm24> {
 
 /// Samples of a float's size. Sample: Pcm32 or Float32.
 template <typename Sample>
-struct Avx2Whole : Usual<Sample> {
+struct Avx2Whole : Sample {
+    static constexpr std::size_t kStep = 32;
+
     static __m256i Load(const Byte* from) { return Load256(from); }
     static __m256i LoadApart(const Byte* from, std::size_t frameBytes) {
         return Load64Apart(from, frameBytes);
@@ -286,7 +277,7 @@ struct Avx2Whole : Usual<Sample> {
     template <std::size_t kCopies>
     static void StepFromFloat(const float* stereo, Byte* to) {
 #pragma GCC unroll 4
-        for (std::size_t n = 0; n != Usual<Sample>::kStep; n += 8)
+        for (std::size_t n = 0; n != kStep; n += 8)
             Store256(to + 4 * n, Bits(Take<kCopies>(stereo + n * kCopies)));
     }
 
