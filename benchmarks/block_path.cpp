@@ -127,24 +127,30 @@ void Pieces() {
         CModuleHost host;
         host.Begin(format);
         CParts work(format, block);
-        std::vector<double> seconds = MedianSeconds(
+        const auto rounds = SecondsOfRounds(
             {[&] { host.Pass(block.data(), kLongPieces * pieceBytes); },
                 [&] { host.Pass(block.data(), kShortPieces * pieceBytes); }, [&] { work.Convert(); },
                 [&] { work.Receive(); }, [&] { work.Copy(5); }, [&] { work.Copy(1); }, [&] { work.Guard(); },
                 [&] { work.EnterAndLeave(); }, [&] { work.LeaveOften(); }},
             kRounds, [&] { work.Leave(); });
-        for (double& value : seconds)
-            value /= kPieces * kNano;
-        const double whole = seconds[0] - seconds[1];
-        const double ours = whole - seconds[2] - seconds[3];
-        PrintRow({std::string("path, ") + samples.name, ours, "five copies of 4,096 bytes", seconds[4], 1.0});
+        std::vector<double> wholes;
+        std::vector<double> paths;
+        for (unsigned n = 0; n != kRounds; ++n) {
+            wholes.push_back(rounds[0][n] - rounds[1][n]);
+            paths.push_back(wholes.back() - rounds[2][n] - rounds[3][n]);
+        }
+        const auto piece = [](const std::vector<double>& values) {
+            return Median(values) / (kPieces * kNano);
+        };
+        PrintRow({std::string("path, ") + samples.name, piece(paths), "five copies of 4,096 bytes",
+            piece(rounds[4]), 1.0, MedianRatio(paths, rounds[4])});
         if (samples.bits == 16)
-            parts = {{"whole piece", whole}, {"the two conversions", seconds[2]},
-                {"of it handing the processor back before the effect", seconds[8]},
-                {"the effect's `Receive`", seconds[3]}, {"the path itself", ours},
-                {"of it seven guarded calls, when empty", seconds[6]},
-                {"of it six locks, entered and left", seconds[7]},
-                {"beside it: one copy of 4,096 bytes", seconds[5]}};
+            parts = {{"whole piece", piece(wholes)}, {"the two conversions", piece(rounds[2])},
+                {"of it handing the processor back before the effect", piece(rounds[8])},
+                {"the effect's `Receive`", piece(rounds[3])}, {"the path itself", piece(paths)},
+                {"of it seven guarded calls, when empty", piece(rounds[6])},
+                {"of it six locks, entered and left", piece(rounds[7])},
+                {"beside it: one copy of 4,096 bytes", piece(rounds[5])}};
     }
     PrintParts("a piece of s16", "ns", parts);
 }

@@ -12,6 +12,7 @@
 namespace {
 
 constexpr std::uint32_t kFrames = CFmtConverter::kScratchFrames;
+constexpr unsigned kRounds = 301;
 constexpr std::size_t kPageBytes = 4096;
 constexpr std::size_t kLargeBytes = std::size_t{64} * 1024 * 1024;
 
@@ -82,16 +83,17 @@ std::string Title(const Format& format, bool toFloat) {
 // The routine that the module takes against a copy of the same bytes.
 void CompareWithCopy(const Format& format, std::uint32_t channels, double times) {
     const auto piece = std::make_unique<Piece>(format, channels);
-    const auto seconds = MedianSeconds(
+    const auto seconds = SecondsOfRounds(
         {[&] { piece->Run(piece->converter->toFloat); }, [&] { piece->Run(piece->converter->fromFloat); },
             [&] {
                 Copy256(piece->copyTo, piece->copyFrom, piece->CopyBytes());
                 Touch(piece->copyTo);
-            }});
-    PrintRow({Title(format, true), PerFrame(seconds[0]), "256-bit copy", PerFrame(seconds[2]),
-        format.goalTo * times});
-    PrintRow({Title(format, false), PerFrame(seconds[1]), "256-bit copy", PerFrame(seconds[2]),
-        format.goalFrom * times});
+            }},
+        kRounds);
+    PrintRow({Title(format, true), PerFrame(Median(seconds[0])), "256-bit copy", PerFrame(Median(seconds[2])),
+        format.goalTo * times, MedianRatio(seconds[0], seconds[2])});
+    PrintRow({Title(format, false), PerFrame(Median(seconds[1])), "256-bit copy",
+        PerFrame(Median(seconds[2])), format.goalFrom * times, MedianRatio(seconds[1], seconds[2])});
 }
 
 // The same beside the other instruction sets and plain loops.
@@ -143,25 +145,26 @@ void CompareLarge(const Format& format, std::uint8_t* memory) {
         at = (at + kTurnBytes) % kLargeBytes;
         return start;
     };
-    const auto seconds = MedianSeconds({[&] {
-                                            std::uint8_t* reading = turn(ours);
-                                            std::uint8_t* writing = reading;
-                                            for (std::size_t n = 0; n != kTurnBytes / pieceBytes; ++n) {
-                                                converter.toFloat(&reading, kFrames, converter.scratch, 2);
-                                                converter.fromFloat(&writing, kFrames, converter.scratch, 2);
-                                            }
-                                        },
-                                           [&] {
-                                               std::uint8_t* at = turn(copies);
-                                               for (std::size_t n = 0; n != kTurnBytes; n += kPageBytes) {
-                                                   Copy256(piece->copyTo, at + n, kPageBytes);
-                                                   Touch(piece->copyTo);
-                                                   Copy256(at + n, piece->copyTo, kPageBytes);
-                                               }
-                                           }},
-        601);
-    PrintRow({std::string(format.name) + ", in and out", seconds[0] * 1e6, "256-bit copy in and out",
-        seconds[1] * 1e6, format.goalLarge});
+    const auto seconds =
+        SecondsOfRounds({[&] {
+                             std::uint8_t* reading = turn(ours);
+                             std::uint8_t* writing = reading;
+                             for (std::size_t n = 0; n != kTurnBytes / pieceBytes; ++n) {
+                                 converter.toFloat(&reading, kFrames, converter.scratch, 2);
+                                 converter.fromFloat(&writing, kFrames, converter.scratch, 2);
+                             }
+                         },
+                            [&] {
+                                std::uint8_t* at = turn(copies);
+                                for (std::size_t n = 0; n != kTurnBytes; n += kPageBytes) {
+                                    Copy256(piece->copyTo, at + n, kPageBytes);
+                                    Touch(piece->copyTo);
+                                    Copy256(at + n, piece->copyTo, kPageBytes);
+                                }
+                            }},
+            601);
+    PrintRow({std::string(format.name) + ", in and out", Median(seconds[0]) * 1e6, "256-bit copy in and out",
+        Median(seconds[1]) * 1e6, format.goalLarge, MedianRatio(seconds[0], seconds[1])});
 }
 
 void MeasurePieces() {

@@ -44,8 +44,15 @@ double Median(std::vector<double> values) {
     return *middle;
 }
 
-std::vector<double> MedianSeconds(const std::vector<std::function<void()>>& contenders, unsigned rounds,
-    const std::function<void()>& beforeTurn) {
+double MedianRatio(const std::vector<double>& ours, const std::vector<double>& peers) {
+    std::vector<double> ratios;
+    for (std::size_t n = 0; n != ours.size(); ++n)
+        ratios.push_back(ours[n] / peers[n]);
+    return Median(std::move(ratios));
+}
+
+std::vector<std::vector<double>> SecondsOfRounds(const std::vector<std::function<void()>>& contenders,
+    unsigned rounds, const std::function<void()>& beforeTurn) {
     std::vector<std::size_t> calls;
     for (const auto& work : contenders) {
         beforeTurn();
@@ -57,9 +64,13 @@ std::vector<double> MedianSeconds(const std::vector<std::function<void()>>& cont
             beforeTurn();
             seconds[n].push_back(FastestOfTries(contenders[n], calls[n]) / static_cast<double>(calls[n]));
         }
+    return seconds;
+}
+
+std::vector<double> MedianSeconds(const std::vector<std::function<void()>>& contenders, unsigned rounds,
+    const std::function<void()>& beforeTurn) {
     std::vector<double> medians;
-    medians.reserve(seconds.size());
-    for (auto& values : seconds)
-        medians.push_back(Median(std::move(values)));
+    for (auto& values : SecondsOfRounds(contenders, rounds, beforeTurn))
+        medians.push_back(Median(values));
     return medians;
 }

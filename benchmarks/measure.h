@@ -13,7 +13,15 @@ std::vector<double> MedianSeconds(
     const std::vector<std::function<void()>>& contenders, unsigned rounds = 151,
     const std::function<void()>& beforeTurn = [] {});
 
+/// The same, of every round: [contender][round].
+std::vector<std::vector<double>> SecondsOfRounds(
+    const std::vector<std::function<void()>>& contenders, unsigned rounds,
+    const std::function<void()>& beforeTurn = [] {});
+
 double Median(std::vector<double> values);
+
+/// The middle of the ratios of each round: a machine that is now fast and now slow leaves it alone.
+double MedianRatio(const std::vector<double>& ours, const std::vector<double>& peers);
 
 /// Makes the compiler believe that the memory is read and written here.
 inline void Touch(void* memory) {

@@ -14,7 +14,7 @@ void PrintTableHead(const std::string& unit) {
 }
 
 void PrintRow(const Comparison& row) {
-    const double ratio = row.ours / row.peers;
+    const double ratio = row.ratio.value_or(row.ours / row.peers);
     std::printf(
         "| %s | %.3g | %s | %.3g | %.2f |", row.what.c_str(), row.ours, row.peer.c_str(), row.peers, ratio);
     if (row.goal)

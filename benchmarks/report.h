@@ -15,9 +15,10 @@ void PrintTableHead(const std::string& unit);
 struct Comparison {
     std::string what;
     double ours;
-    std::string peer;           ///< what it stands beside: another program, a copy, a limit
-    double peers;               ///< in the same unit as ours
-    std::optional<double> goal; ///< for ours / peers, at most; none: shown for the reader
+    std::string peer;                 ///< what it stands beside: another program, a copy, a limit
+    double peers;                     ///< in the same unit as ours
+    std::optional<double> goal = {};  ///< for the ratio, at most; none: shown for the reader
+    std::optional<double> ratio = {}; ///< the middle of every round's; none: ours / peers
 };
 
 /// One line of the table: ours, the peer's, their ratio, the goal and whether it is met.
